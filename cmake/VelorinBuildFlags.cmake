@@ -1,0 +1,29 @@
+# velorin_build_flags: what every target of this project is compiled with, and nobody else's code.
+add_library(velorin_build_flags INTERFACE)
+target_compile_options(velorin_build_flags INTERFACE
+    -Wall -Wextra -Wconversion -Wshadow -Wformat=2 -Wnon-virtual-dtor
+    $<$<BOOL:${VELORIN_WERROR}>:-Werror>)
+find_package(Threads REQUIRED)
+
+if(VELORIN_SANITIZE STREQUAL "address")
+    set(velorin_sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+elseif(VELORIN_SANITIZE STREQUAL "thread")
+    set(velorin_sanitizers -fsanitize=thread -fno-omit-frame-pointer)
+elseif(VELORIN_SANITIZE)
+    message(FATAL_ERROR "VELORIN_SANITIZE is '${VELORIN_SANITIZE}': give address, thread or nothing")
+endif()
+# Sanitizers and coverage reach every object, generated ones too.
+if(velorin_sanitizers)
+    add_compile_options(${velorin_sanitizers})
+    add_link_options(${velorin_sanitizers})
+endif()
+if(VELORIN_COVERAGE)
+    add_compile_options(--coverage -fprofile-abs-path)
+    add_link_options(--coverage)
+endif()
+
+# Hardening of what is shipped: overflow checks in the C library, stack protection, read-only relocations.
+target_compile_options(velorin_build_flags INTERFACE
+    $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fstack-clash-protection>)
+target_link_options(velorin_build_flags INTERFACE
+    $<$<CONFIG:Release,RelWithDebInfo>:-Wl,-z,relro,-z,now,-z,noexecstack>)

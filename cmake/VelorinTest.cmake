@@ -1,0 +1,20 @@
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+# velorin_add_test(<name> SOURCES <file>... [LIBS <target>...] [TIMEOUT <seconds>] [LABELS <label>...])
+# A GoogleTest program; each of its tests is a CTest entry of its own, in a process of its own.
+function(velorin_add_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 60)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LIBS} velorin_build_flags GTest::gtest GTest::gmock GTest::gtest_main
+        Threads::Threads)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+    set(properties TIMEOUT ${arg_TIMEOUT})
+    if(arg_LABELS)
+        list(APPEND properties LABELS "${arg_LABELS}")
+    endif()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}." PROPERTIES ${properties})
+endfunction()

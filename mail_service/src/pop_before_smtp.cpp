@@ -1,0 +1,53 @@
+#include "pop_before_smtp.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include <poll.h>
+
+#include "cancel_signal.h"
+#include "return_codes.h"
+
+namespace velorin::service {
+namespace {
+
+// The log-in counts for the server once QUIT is answered; what the answer says does not matter.
+std::uint32_t leave(ServerConnection& connection, std::uint32_t timeout)
+{
+    constexpr char kQuit[] = "QUIT\r\n";
+    const Deadline deadline = in_seconds(timeout);
+    if (const std::uint32_t code = connection.send(kQuit, sizeof kQuit - 1, deadline)) return code;
+    std::array<char, 512> reply;
+    std::size_t count = 0;
+    do {
+        if (const std::uint32_t code = connection.receive(reply.data(), reply.size(), count, deadline))
+            return code;
+    } while (std::memchr(reply.data(), '\n', count) == nullptr);
+    return 0;
+}
+
+std::uint32_t wait_until(Deadline deadline, const CancelSignal& cancel)
+{
+    while (!cancel.raised()) {
+        const int left = milliseconds_left(deadline);
+        if (left == 0) return 0;
+        pollfd watched = {cancel.descriptor(), POLLIN, 0};
+        static_cast<void>(::poll(&watched, 1, left));
+    }
+    return kAborted;
+}
+
+}  // namespace
+
+std::uint32_t pop_before_smtp(const ServerAccount& account, std::uint32_t wait, const OpeningRules& rules,
+                              const CancelSignal& cancel, LastReply& last_reply)
+{
+    ServerConnection connection(cancel, last_reply);
+    if (const std::uint32_t code = connection.open(account, rules)) return code;
+    if (const std::uint32_t code = leave(connection, account.command_timeout)) return code;
+    connection.drop();
+    return wait_until(in_seconds(wait), cancel);
+}
+
+}  // namespace velorin::service

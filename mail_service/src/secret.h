@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include <string.h>
+
+namespace velorin::service {
+
+// Overwrites a text that held a password, so that no core or later allocation shows it.
+inline void wipe(std::string& text) noexcept
+{
+    ::explicit_bzero(text.data(), text.size());
+    text.clear();
+}
+
+// A password. It stands in memory once, in a block of its exact size, and is overwritten when it goes.
+class Secret {
+public:
+    Secret() = default;
+    explicit Secret(const std::string& text) : octets_(new char[text.size() + 1]), length_(text.size())
+    {
+        std::memcpy(octets_.get(), text.c_str(), length_ + 1);
+    }
+    Secret(Secret&& other) noexcept : octets_(std::move(other.octets_)), length_(other.length_)
+    {
+        other.length_ = 0;
+    }
+    Secret& operator=(Secret&& other) noexcept
+    {
+        if (this != &other) {
+            forget();
+            octets_ = std::move(other.octets_);
+            length_ = other.length_;
+            other.length_ = 0;
+        }
+        return *this;
+    }
+    ~Secret() { forget(); }
+
+    const char* c_str() const noexcept { return octets_ ? octets_.get() : ""; }
+    std::size_t length() const noexcept { return length_; }
+
+private:
+    void forget() noexcept
+    {
+        if (octets_) ::explicit_bzero(octets_.get(), length_);
+        octets_.reset();
+        length_ = 0;
+    }
+
+    std::unique_ptr<char[]> octets_;
+    std::size_t length_ = 0;
+};
+
+}  // namespace velorin::service

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <climits>
+#include <cstddef>
+#include <cstring>
+
+#include "CutlCPLBOSBoundary.h"
+
+namespace velorin {
+
+// Owns a platform-heap block that grows to the exact size, until take() hands it on.
+class HeapBlock {
+public:
+    HeapBlock() = default;
+    HeapBlock(const HeapBlock&) = delete;
+    HeapBlock& operator=(const HeapBlock&) = delete;
+    ~HeapBlock() { CutlCPLBOSBoundary::MemFree(data); }
+
+    // The block and its octets become the caller's.
+    template <typename Octet>
+    void take(Octet*& block, long& block_length)
+    {
+        block = data;
+        block_length = length;
+        data = nullptr;
+        length = 0;
+    }
+
+    char* data = nullptr;  // a NUL stands behind its octets
+    long length = 0;       // octets
+};
+
+// Octets needed for `length` octets, `added` more and a NUL; 0 when that is no length at all.
+inline std::size_t grown_size(long length, long added)
+{
+    if (length < 0 || added < 0 || added > LONG_MAX - 1 - length) return 0;
+    return static_cast<std::size_t>(length) + static_cast<std::size_t>(added) + 1;
+}
+
+// Appends octets to a platform-heap block, to the exact size, and puts a NUL behind them.
+//   result  false when memory runs out or a length is negative: block and length unchanged
+inline bool append_exactly(char*& block, long& length, const void* added, long added_length)
+{
+    const std::size_t size = grown_size(length, added_length);
+    if (size == 0) return false;
+    void* const grown = CutlCPLBOSBoundary::MemReallocate(block, size);
+    if (grown == nullptr) return false;
+    block = static_cast<char*>(grown);
+    if (added_length > 0) std::memcpy(block + length, added, static_cast<std::size_t>(added_length));
+    length += added_length;
+    block[length] = '\0';
+    return true;
+}
+
+}  // namespace velorin

@@ -1,0 +1,354 @@
+#include "CntsMLUTLMimeUtility.h"
+
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include "CutlCPLBOSBoundary.h"
+
+#include "CntsMLUTLMailException.h"
+#include "heap_block.h"
+#include "trace.h"
+
+namespace velorin {
+
+const char* const CntsMLUTLMimeUtility::pszBase64Seed =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+namespace {
+
+// Numbers in the trace lines that support staff know the places by.
+constexpr int kFromB64AllocateLine = 122;
+constexpr int kFromB64ShrinkLine = 161;
+constexpr int kFromQpAllocateLine = 221;
+constexpr int kFromQpShrinkLine = 257;
+
+constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr char kHexDigits[] = "0123456789ABCDEF";
+constexpr long kSoftBreakLength = 3;  // "=" CR LF
+
+// Two base64 characters for every 12 bits: half the look-ups of one for every 6.
+struct PairTable {
+    char pair[4096][2];
+};
+
+constexpr PairTable make_pair_table()
+{
+    PairTable table{};
+    for (unsigned i = 0; i < 4096; ++i) {
+        table.pair[i][0] = kAlphabet[i >> 6];
+        table.pair[i][1] = kAlphabet[i & 0x3F];
+    }
+    return table;
+}
+
+constexpr PairTable kPairs = make_pair_table();
+
+constexpr std::uint8_t kNotInAlphabet = 0xFF;
+
+struct IndexTable {
+    std::uint8_t index[256];
+};
+
+constexpr IndexTable make_index_table()
+{
+    IndexTable table{};
+    for (std::uint8_t& entry : table.index) {
+        entry = kNotInAlphabet;
+    }
+    for (std::uint8_t i = 0; i < 64; ++i) {
+        table.index[static_cast<unsigned char>(kAlphabet[i])] = i;
+    }
+    table.index[0] = 64;  // the alphabet's terminator is found like a character of it
+    return table;
+}
+
+constexpr IndexTable kIndexes = make_index_table();
+
+// Eight octets as one number, the first the highest. Written out, compilers make one load of it.
+std::uint64_t load_eight(const unsigned char* from)
+{
+    return std::uint64_t{from[0]} << 56 | std::uint64_t{from[1]} << 48 | std::uint64_t{from[2]} << 40 |
+           std::uint64_t{from[3]} << 32 | std::uint64_t{from[4]} << 24 | std::uint64_t{from[5]} << 16 |
+           std::uint64_t{from[6]} << 8 | std::uint64_t{from[7]};
+}
+
+// Encodes `groups` groups of three octets.
+char* encode_groups(const unsigned char*& octets, long groups, char* to)
+{
+    const unsigned char* from = octets;  // a copy: what is written might otherwise be the pointer itself
+    octets += groups * 3;
+    // Two groups at a time; the load takes two octets more, so a third group has to be there.
+    for (; groups > 2; groups -= 2, from += 6, to += 8) {
+        const std::uint64_t sextets = load_eight(from) >> 16;
+        std::memcpy(to, kPairs.pair[sextets >> 36], 2);
+        std::memcpy(to + 2, kPairs.pair[sextets >> 24 & 0xFFF], 2);
+        std::memcpy(to + 4, kPairs.pair[sextets >> 12 & 0xFFF], 2);
+        std::memcpy(to + 6, kPairs.pair[sextets & 0xFFF], 2);
+    }
+    for (; groups > 0; --groups, from += 3, to += 4) {
+        const unsigned high = (static_cast<unsigned>(from[0]) << 4) | (from[1] >> 4);
+        const unsigned low = ((from[1] & 0x0Fu) << 8) | from[2];
+        std::memcpy(to, kPairs.pair[high], 2);
+        std::memcpy(to + 2, kPairs.pair[low], 2);
+    }
+    return to;
+}
+
+// Encodes the last one or two octets with their padding.
+char* encode_rest(const unsigned char* from, long rest, char* to)
+{
+    const unsigned char second = rest > 1 ? from[1] : 0;
+    const unsigned high = (static_cast<unsigned>(from[0]) << 4) | (second >> 4);
+    std::memcpy(to, kPairs.pair[high], 2);
+    to[2] = rest > 1 ? kAlphabet[(second & 0x0Fu) << 2] : '=';
+    to[3] = '=';
+    return to + 4;
+}
+
+int hex_value(char c)
+{
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    return -1;
+}
+
+bool is_line_end(char c)
+{
+    return c == '\r' || c == '\n';
+}
+
+// Gives back what the result does not need, its NUL excepted.
+bool shrink(HeapBlock& block)
+{
+    void* const shrunk =
+        CutlCPLBOSBoundary::MemReallocate(block.data, static_cast<std::size_t>(block.length) + 1);
+    if (shrunk == nullptr) return false;
+    block.data = static_cast<char*>(shrunk);
+    return true;
+}
+
+// A zeroed block for `length` octets and a NUL; false when there is none.
+bool allocate_zeroed(HeapBlock& block, long length)
+{
+    const std::size_t size = grown_size(length, 0);
+    if (size == 0) return false;
+    block.data = static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(size));
+    if (block.data == nullptr) return false;
+    std::memset(block.data, 0, size);
+    return true;
+}
+
+// Length of the base64 text with its line ends, -1 when there is none: an empty input with line ends, or too
+// much.
+long base64_length(long length, long line)
+{
+    if (length < 0 || length / 3 > (LONG_MAX - 8) / 6) return -1;
+    long encoded = length / 3 * 4 + (length % 3 != 0 ? 4 : 0);
+    if (line >= 1) encoded += 2 * (encoded / line - (encoded % line == 0 ? 1 : 0));
+    return encoded < 0 ? -1 : encoded;
+}
+
+}  // namespace
+
+int CntsMLUTLMimeUtility::ToB64(const void* in, long len, char*& out, long& outLen, int lineLen)
+{
+    out = nullptr;
+    outLen = 0;
+    HeapBlock encoded;
+    try {
+        const long line = lineLen / 4 * 4;
+        const long total = base64_length(len, line);
+        const std::size_t size = grown_size(total, 0);
+        encoded.data = size != 0 ? static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(size)) : nullptr;
+        if (encoded.data == nullptr) {
+            NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromQP() failed to allocate memory\n");
+            return 0;
+        }
+        const unsigned char* from = static_cast<const unsigned char*>(in);
+        char* to = encoded.data;
+        const long line_groups = line >= 4 ? line / 4 : LONG_MAX;
+        long groups = len / 3;
+        const long rest = len % 3;
+        while (groups > line_groups || (groups == line_groups && rest != 0)) {
+            to = encode_groups(from, line_groups, to);
+            groups -= line_groups;
+            *to++ = '\r';
+            *to++ = '\n';
+        }
+        to = encode_groups(from, groups, to);
+        if (rest != 0) to = encode_rest(from, rest, to);
+        *to = '\0';
+        encoded.length = total;
+    } catch (CntsMLUTLMailException* thrown) {
+        const std::unique_ptr<CntsMLUTLMailException> failure(thrown);
+        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::ToB64() %s\n", failure->m_pszText);
+        return 0;
+    }
+    encoded.take(out, outLen);
+    return 1;
+}
+
+unsigned char CntsMLUTLMimeUtility::Base64Seed2Index(char c)
+{
+    return kIndexes.index[static_cast<unsigned char>(c)];
+}
+
+int CntsMLUTLMimeUtility::FromB64(const char* in, long len, void*& out, long& outLen)
+{
+    out = nullptr;
+    outLen = 0;
+    HeapBlock decoded;
+    try {
+        if (!allocate_zeroed(decoded, len)) {
+            NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromB64() failed to allocate memory: Line%d\n",
+                      kFromB64AllocateLine);
+            return 0;
+        }
+        char* to = decoded.data;
+        std::uint32_t group = 0;
+        int sextets = 0;
+        for (long i = 0; i < len; ++i) {
+            const std::uint8_t value = kIndexes.index[static_cast<unsigned char>(in[i])];
+            if (value == kNotInAlphabet) continue;  // line ends and padding among them
+            group = (group << 6) | (value & 0x3Fu);
+            if (++sextets == 4) {
+                *to++ = static_cast<char>((group >> 16) & 0xFF);
+                *to++ = static_cast<char>((group >> 8) & 0xFF);
+                *to++ = static_cast<char>(group & 0xFF);
+                group = 0;
+                sextets = 0;
+            }
+        }
+        if (sextets > 1) {
+            group <<= 6 * (4 - sextets);
+            *to++ = static_cast<char>((group >> 16) & 0xFF);
+            if (sextets > 2) *to++ = static_cast<char>((group >> 8) & 0xFF);
+        }
+        decoded.length = static_cast<long>(to - decoded.data);
+        if (!shrink(decoded)) {
+            NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromB64() failed to reallocate memory[NG]: Line%d\n",
+                      kFromB64ShrinkLine);
+            return 0;
+        }
+    } catch (CntsMLUTLMailException* thrown) {
+        const std::unique_ptr<CntsMLUTLMailException> failure(thrown);
+        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromB64() %s\n", failure->m_pszText);
+        return 0;
+    }
+    decoded.take(out, outLen);
+    return 1;
+}
+
+int CntsMLUTLMimeUtility::ToQB(const void* in, long len, char*& out, long& outLen, int lineLen)
+{
+    out = nullptr;
+    outLen = 0;
+    const char* const text = in != nullptr ? static_cast<const char*>(in) : "";
+    const std::size_t length = std::strlen(text);
+    // The most that can come: each character escaped, a soft break after as few of them as fill a line.
+    const std::size_t line_characters = lineLen > 3 ? (static_cast<std::size_t>(lineLen) + 2) / 3 : 1;
+    const bool is_countable = len >= 0 && length <= (LONG_MAX - 16) / 6;
+    const std::size_t size = 3 * length + kSoftBreakLength * (length / line_characters + 2) + 2;
+    HeapBlock encoded;
+    if (is_countable) encoded.data = static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(size));
+    if (encoded.data == nullptr) {
+        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::ToQB() failed to allocate memory\n");
+        return 0;
+    }
+
+    char* to = encoded.data;
+    const auto soft_break = [&to] {
+        std::memcpy(to, "=\r\n", kSoftBreakLength);
+        to += kSoftBreakLength;
+    };
+    long column = 0;
+    unsigned long columns = 0;
+    for (const char* from = text; *from != '\0'; ++from) {
+        if (column >= lineLen) {
+            soft_break();
+            column = 0;
+        }
+        const unsigned char octet = static_cast<unsigned char>(*from);
+        if (octet >= 33 && octet <= 126 && octet != '=') {
+            *to++ = *from;
+            column += 1;
+        } else {
+            *to++ = '=';
+            *to++ = kHexDigits[octet >> 4];
+            *to++ = kHexDigits[octet & 0x0F];
+            column += 3;
+        }
+        columns += static_cast<unsigned long>(column);
+    }
+    soft_break();
+    *to = '\0';
+    long ignored = 0;
+    encoded.take(out, ignored);
+    outLen = static_cast<long>(columns & LONG_MAX);  // deliberately the sum of the columns, not the length
+    return 1;
+}
+
+int CntsMLUTLMimeUtility::FromQP(const char* in, long len, void*& out, long& outLen)
+{
+    out = nullptr;
+    outLen = 0;
+    HeapBlock decoded;
+    try {
+        if (!allocate_zeroed(decoded, len)) {
+            NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromQP() failed to allocate memory: Line%d\n",
+                      kFromQpAllocateLine);
+            return 0;
+        }
+        char* to = decoded.data;
+        bool is_line_start = true;
+        long i = 0;
+        while (i < len) {
+            const char c = in[i];
+            if (c == '=') {
+                if (len - i > 1 && is_line_end(in[i + 1])) {
+                    i += len - i > 2 && is_line_end(in[i + 2]) ? 3 : 2;
+                    continue;
+                }
+                if (len - i > 2) {
+                    const int high = hex_value(in[i + 1]);
+                    const int low = hex_value(in[i + 2]);
+                    if (high >= 0 && low >= 0) *to++ = static_cast<char>(high * 16 + low);
+                }
+                i += len - i > 2 ? 3 : len - i;
+                continue;
+            }
+            if (c == '.' && is_line_start && len - i > 1 && in[i + 1] == '.')
+                ++i;  // a doubled dot counts once
+            *to++ = in[i];
+            is_line_start = in[i] == '\n';
+            ++i;
+        }
+        decoded.length = static_cast<long>(to - decoded.data);
+        *to = '\0';
+        if (!shrink(decoded)) {
+            NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromQP() failed to reallocate memory: Line%d\n",
+                      kFromQpShrinkLine);
+            return 0;
+        }
+    } catch (CntsMLUTLMailException* thrown) {
+        const std::unique_ptr<CntsMLUTLMailException> failure(thrown);
+        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromQP() %s\n", failure->m_pszText);
+        return 0;
+    }
+    decoded.take(out, outLen);
+    return 1;
+}
+
+int CntsMLUTLMimeUtility::ReallocationBuffer(char*& buf, long& len, const void* add, long addLen)
+{
+    if (!append_exactly(buf, len, add, addLen)) {
+        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::ReallocationBuffer()  failed to reallocate memory\n");
+        return 0;
+    }
+    return 1;
+}
+
+}  // namespace velorin

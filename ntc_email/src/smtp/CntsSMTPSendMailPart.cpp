@@ -1,0 +1,9 @@
+#include "CntsSMTPSendMailPart.h"
+
+namespace velorin {
+
+CntsSMTPSendMailPart::CntsSMTPSendMailPart() = default;
+
+CntsSMTPSendMailPart::~CntsSMTPSendMailPart() = default;
+
+}  // namespace velorin

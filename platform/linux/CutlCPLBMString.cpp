@@ -1,0 +1,157 @@
+#include "CutlCPLBMString.h"
+
+#include <cstddef>
+#include <cstring>
+#include <limits>
+#include <new>
+
+namespace {
+
+// Octets one text can have, so that its length fits a long and its block a size.
+constexpr long kMaxLength = std::numeric_limits<long>::max() - 1;
+
+long length_of(const char* text)
+{
+    const std::size_t length = std::strlen(text);
+    if (length > static_cast<std::size_t>(kMaxLength)) throw std::bad_alloc();
+    return static_cast<long>(length);
+}
+
+char* new_text(long capacity)
+{
+    return new char[static_cast<std::size_t>(capacity) + 1];
+}
+
+void copy_octets(char* to, const char* from, long count)
+{
+    if (count > 0) std::memcpy(to, from, static_cast<std::size_t>(count));
+}
+
+bool is_trimmed(char octet)
+{
+    return octet == ' ' || octet == '\t' || octet == '\r' || octet == '\n';
+}
+
+}  // namespace
+
+CutlCPLBMString::CutlCPLBMString() : text_(nullptr), length_(0), capacity_(0) {}
+
+CutlCPLBMString::CutlCPLBMString(const char* text) : CutlCPLBMString()
+{
+    CopyString(text, -1);
+}
+
+CutlCPLBMString::CutlCPLBMString(const char* text, long length) : CutlCPLBMString()
+{
+    CopyString(text, length);
+}
+
+CutlCPLBMString::CutlCPLBMString(const CutlCPLBMString& other) : CutlCPLBMString()
+{
+    CopyString(other.GetString(), other.GetLength());
+}
+
+CutlCPLBMString& CutlCPLBMString::operator=(const CutlCPLBMString& other)
+{
+    if (this != &other) CopyString(other.GetString(), other.GetLength());
+    return *this;
+}
+
+CutlCPLBMString::~CutlCPLBMString()
+{
+    delete[] text_;
+}
+
+void CutlCPLBMString::CopyString(const char* text, long length)
+{
+    if (text == nullptr) {
+        delete[] text_;
+        text_ = nullptr;
+        length_ = 0;
+        capacity_ = 0;
+        return;
+    }
+    const long count = length < 0 ? length_of(text) : length;
+    if (count > kMaxLength) throw std::bad_alloc();
+    // Always a block of exactly the size: `text` may lie in the old one, and a string is rarely assigned
+    // twice.
+    char* const fresh = new_text(count);
+    copy_octets(fresh, text, count);
+    fresh[count] = '\0';
+    delete[] text_;
+    text_ = fresh;
+    length_ = count;
+    capacity_ = count;
+}
+
+CutlCPLBMString& CutlCPLBMString::operator+=(const char* text)
+{
+    if (text == nullptr) return *this;
+    append(text, length_of(text));
+    return *this;
+}
+
+CutlCPLBMString& CutlCPLBMString::operator+=(const CutlCPLBMString& other)
+{
+    const char* const text = other.GetString();
+    if (text == nullptr) return *this;
+    append(text, other.GetLength());
+    return *this;
+}
+
+void CutlCPLBMString::TrimTop()
+{
+    long first = 0;
+    while (first < length_ && is_trimmed(text_[first]))
+        ++first;
+    if (first == 0) return;
+    length_ -= first;
+    std::memmove(text_, text_ + first, static_cast<std::size_t>(length_) + 1);
+}
+
+void CutlCPLBMString::TrimBottom()
+{
+    if (text_ == nullptr) return;
+    while (length_ > 0 && is_trimmed(text_[length_ - 1]))
+        --length_;
+    text_[length_] = '\0';
+}
+
+void CutlCPLBMString::ToUpper()
+{
+    for (long index = 0; index < length_; ++index) {
+        char& octet = text_[index];
+        if (octet >= 'a' && octet <= 'z') octet = static_cast<char>(octet - 'a' + 'A');
+    }
+}
+
+const char* CutlCPLBMString::GetString() const
+{
+    return text_;
+}
+
+long CutlCPLBMString::GetLength() const
+{
+    return length_;
+}
+
+void CutlCPLBMString::append(const char* text, long count)
+{
+    if (count > kMaxLength - length_) throw std::bad_alloc();
+    const long total = length_ + count;
+    if (text_ == nullptr || total > capacity_) {
+        // Twice the room, so that a text built piece by piece costs its length, not the square of it.
+        const long doubled = capacity_ > kMaxLength / 2 ? kMaxLength : capacity_ * 2;
+        const long room = text_ != nullptr && doubled > total ? doubled : total;
+        char* const grown = new_text(room);
+        copy_octets(grown, text_, length_);
+        copy_octets(grown + length_, text, count);  // before the old block goes: `text` may lie in it
+        delete[] text_;
+        text_ = grown;
+        capacity_ = room;
+    } else if (count > 0) {
+        std::memmove(text_ + length_, text, static_cast<std::size_t>(count));
+    }
+    length_ = total;
+    text_[total] = '\0';
+}

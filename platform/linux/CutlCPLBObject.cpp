@@ -1,0 +1,3 @@
+#include "CutlCPLBObject.h"
+
+CutlCPLBObject::~CutlCPLBObject() = default;

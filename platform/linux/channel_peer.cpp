@@ -1,0 +1,174 @@
+#include "channel_peer.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace velorin_channel {
+namespace {
+
+constexpr std::size_t kMostGroups = 65536;  // of a process: the kernel's NGROUPS_MAX
+constexpr std::size_t kKnownLimit = 128;    // processes; each costs a descriptor
+
+int open_process(pid_t pid)
+{
+#ifdef SYS_pidfd_open
+    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+#else
+    static_cast<void>(pid);
+    errno = ENOSYS;
+    return -1;
+#endif
+}
+
+// A pidfd becomes readable when its process ends.
+bool has_ended(int pidfd)
+{
+    pollfd process{pidfd, POLLIN, 0};
+    return poll(&process, 1, 0) != 0;
+}
+
+// Forks that led to this process: what a thread keeps from before one is not true any more.
+std::atomic<std::uint32_t> forks{0};
+
+struct OwnStartTime {
+    std::uint64_t start_time = 0;
+    std::uint32_t forks = 0;
+};
+// Each thread reads it once; one for all would take a lock, or an atomic of 64 bits that not every device
+// has.
+thread_local OwnStartTime own;
+
+}  // namespace
+
+std::uint64_t read_start_time(pid_t pid)
+{
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/%ld/stat", static_cast<long>(pid));
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0) return 0;
+    char text[1024];
+    std::size_t length = 0;
+    while (length < sizeof text - 1) {
+        const ssize_t taken = read(file, text + length, sizeof text - 1 - length);
+        if (taken < 0 && errno == EINTR) continue;
+        if (taken <= 0) break;
+        length += static_cast<std::size_t>(taken);
+    }
+    close(file);
+    text[length] = '\0';
+    // proc(5): the start time is field 22. Field 2 is a name in parentheses that may hold blanks and
+    // parentheses, so counting begins behind the last one.
+    const char* field = std::strrchr(text, ')');
+    if (field == nullptr) return 0;
+    for (int number = 2; number < 22; ++number) {
+        field = std::strchr(field + 1, ' ');
+        if (field == nullptr) return 0;
+    }
+    return std::strtoull(field + 1, nullptr, 10);
+}
+
+Caller this_process()
+{
+    const std::uint32_t now = forks.load(std::memory_order_relaxed);
+    if (own.start_time == 0 || own.forks != now) {
+        own.start_time = read_start_time(getpid());
+        own.forks = now;
+    }
+    return Caller{geteuid(), getegid(), getpid(), own.start_time, true};
+}
+
+void forget_this_process()
+{
+    forks.fetch_add(1, std::memory_order_relaxed);
+}
+
+StartTimes::~StartTimes()
+{
+    for (const auto& process : known_)
+        close(process.second.pidfd);
+}
+
+std::uint64_t StartTimes::of(pid_t pid)
+{
+    {
+        const std::lock_guard<std::mutex> guard(lock_);
+        const auto found = known_.find(pid);
+        if (found != known_.end()) {
+            if (!has_ended(found->second.pidfd)) return found->second.start_time;
+            close(found->second.pidfd);
+            known_.erase(found);
+        }
+    }
+    // The process is opened first and asked last: alive then, it is the one whose start time was read
+    // between.
+    const int pidfd = open_process(pid);
+    const std::uint64_t start_time = read_start_time(pid);
+    if (pidfd < 0) return start_time;
+    if (start_time == 0 || has_ended(pidfd)) {
+        close(pidfd);
+        return 0;
+    }
+    const std::lock_guard<std::mutex> guard(lock_);
+    if (known_.size() >= kKnownLimit) forget_some();
+    if (!known_.emplace(pid, Known{pidfd, start_time}).second) close(pidfd);  // another thread was faster
+    return start_time;
+}
+
+void StartTimes::forget_some()
+{
+    for (auto process = known_.begin(); process != known_.end();) {
+        if (has_ended(process->second.pidfd)) {
+            close(process->second.pidfd);
+            process = known_.erase(process);
+        } else {
+            ++process;
+        }
+    }
+    if (known_.size() < kKnownLimit) return;
+    close(known_.begin()->second.pidfd);
+    known_.erase(known_.begin());
+}
+
+bool read_credentials(int descriptor, Caller& caller)
+{
+    ucred credentials{};
+    socklen_t size = sizeof credentials;
+    if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return false;
+    caller = Caller{credentials.uid, credentials.gid, credentials.pid, 0, false};
+    return true;
+}
+
+bool is_member(int descriptor, const Caller& caller, gid_t group)
+{
+    if (caller.gid == group) return true;
+#ifdef SO_PEERGROUPS
+    std::vector<gid_t> groups(64);
+    for (;;) {
+        socklen_t size = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
+        if (getsockopt(descriptor, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &size) == 0) {
+            groups.resize(size / sizeof(gid_t));
+            break;
+        }
+        if (errno != ERANGE || groups.size() >= kMostGroups) return false;
+        groups.resize(groups.size() * 2);
+    }
+    for (const gid_t member : groups) {
+        if (member == group) return true;
+    }
+#else
+    static_cast<void>(descriptor);
+#endif
+    return false;
+}
+
+}  // namespace velorin_channel

@@ -1,0 +1,620 @@
+// Mails that arrive: what the server got is what was to be sent.
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "CntsMLUTLMimeUtility.h"
+#include "CutlCPLBOSBoundary.h"
+#include "base64_pieces.h"
+#include "loopback_pop3.h"
+#include "loopback_smtp.h"
+
+#include "cli_process.h"
+#include "temporary_folder.h"
+
+using velorin_test::LoopbackMail;
+using velorin_test::LoopbackPop3;
+using velorin_test::LoopbackSmtp;
+using velorin_test::Pop3Options;
+using velorin_test::Rule;
+using velorin_test::SmtpOptions;
+using velorin_test::Step;
+
+namespace {
+
+constexpr int kSoon = 10000;  // milliseconds
+
+// Octets without a pattern that a wrong cut might repeat.
+std::string varied_octets(std::size_t size)
+{
+    std::string octets(size, '\0');
+    std::uint32_t state = 0x9E3779B9u;
+    for (char& octet : octets) {
+        state = state * 1664525u + 1013904223u;
+        octet = static_cast<char>(state >> 24);
+    }
+    return octets;
+}
+
+// Decodes base64 that must be of the strict form: lines of 76 characters, the last one shorter, no line end
+// behind it.
+std::string decoded(const std::string& text)
+{
+    for (std::size_t begin = 0; begin < text.size();) {
+        std::size_t end = text.find("\r\n", begin);
+        if (end == std::string::npos) end = text.size();
+        if (end < text.size()) {
+            EXPECT_EQ(76u, end - begin);
+            EXPECT_LT(end + 2, text.size()) << "a line end stands behind the last line";
+        }
+        EXPECT_LE(end - begin, 76u);
+        begin = end + 2;
+    }
+    void* block = nullptr;
+    long length = 0;
+    EXPECT_EQ(1, velorin::CntsMLUTLMimeUtility::FromB64(text.data(), static_cast<long>(text.size()), block,
+                                                        length));
+    const std::string octets(static_cast<const char*>(block), static_cast<std::size_t>(length));
+    CutlCPLBOSBoundary::MemFree(block);
+    return octets;
+}
+
+struct Part {
+    std::string header;
+    std::string body;
+};
+
+// Cuts a mail into its header and, when it is a multipart, its parts.
+struct Arrived {
+    std::string header;
+    std::string body;
+    std::vector<Part> parts;
+
+    explicit Arrived(const std::string& octets)
+    {
+        const std::size_t blank = octets.find("\r\n\r\n");
+        EXPECT_NE(std::string::npos, blank);
+        header = octets.substr(0, blank + 2);
+        body = octets.substr(blank + 4);
+        const std::size_t begin = header.find("boundary=\"");
+        if (begin == std::string::npos) return;
+        const std::string boundary =
+            "--" + header.substr(begin + 10, header.find('"', begin + 10) - begin - 10);
+        EXPECT_EQ(0u, body.find(boundary + "\r\n"));
+        std::size_t at = boundary.size() + 2;
+        for (;;) {
+            const std::size_t end = body.find("\r\n" + boundary, at);
+            if (end == std::string::npos) {
+                ADD_FAILURE() << "no closing boundary";
+                return;
+            }
+            const std::string part = body.substr(at, end - at);
+            const std::size_t line = part.find("\r\n\r\n");
+            EXPECT_NE(std::string::npos, line);
+            parts.push_back({part.substr(0, line + 2), part.substr(line + 4)});
+            at = end + 2 + boundary.size() + 2;
+            if (body.compare(at - 2, 2, "--") == 0) break;
+        }
+        EXPECT_EQ("\r\n", body.substr(at)) << "something stands behind the closing boundary";
+    }
+};
+
+LoopbackMail only_mail(const LoopbackSmtp& server)
+{
+    EXPECT_TRUE(server.wait_for_mail(1, kSoon));
+    const std::vector<LoopbackMail> mails = server.mails();
+    EXPECT_EQ(1u, mails.size());
+    return mails.empty() ? LoopbackMail() : mails.back();
+}
+
+void expect_sent(const CliResult& result)
+{
+    EXPECT_TRUE(result.in_time);
+    EXPECT_EQ(0, result.exit_code) << result.err;
+    EXPECT_EQ("", result.err);
+}
+
+}  // namespace
+
+TEST(CliSend, AWholeTextMail)
+{
+    const LoopbackSmtp server;
+    expect_sent(run_cli({"send",
+                         "--server",
+                         "127.0.0.1",
+                         "--port",
+                         std::to_string(server.port()),
+                         "--host-name",
+                         "client.example",
+                         "--from",
+                         "\"Doe, Jane\" <jane@example.com>",
+                         "--to",
+                         "a@example.com, \"B, C\" <b@example.com>",
+                         "--to",
+                         "c@example.com",
+                         "--cc",
+                         "d@example.com",
+                         "A@example.com",
+                         "--bcc",
+                         "e@example.com;a@EXAMPLE.com",
+                         "--reply-to",
+                         "f@example.com",
+                         "--sender",
+                         "g@example.com",
+                         "--subject",
+                         "=?utf-8?B?44GT?= 100% \"done\"",
+                         "--mdn",
+                         "h@example.com",
+                         "--message-id",
+                         "id1@example.com",
+                         "--in-reply-to",
+                         "x@y",
+                         "--references",
+                         "<w@y> <x@y>",
+                         "--date",
+                         "Thu, 01 Jan 2026 12:00:00 +0900",
+                         "--charset",
+                         "us-ascii"},
+                        "hello\n.\n..dots\rlast"));
+    const LoopbackMail mail = only_mail(server);
+    EXPECT_EQ("g@example.com", mail.from);
+    EXPECT_EQ((std::vector<std::string>{"a@example.com", "b@example.com", "c@example.com", "d@example.com",
+                                        "A@example.com", "e@example.com"}),
+              mail.recipients);
+    EXPECT_EQ("Date: Thu, 01 Jan 2026 12:00:00 +0900\r\nFrom: \"Doe, Jane\" <jane@example.com>\r\n"
+              "Subject: =?utf-8?B?44GT?= 100% \"done\"\r\nTo: a@example.com,\r\n\t\"B, C\" "
+              "<b@example.com>,\r\n\tc@example.com\r\n"
+              "Cc: d@example.com,\r\n\tA@example.com\r\nReply-To: f@example.com\r\nSender: g@example.com\r\n"
+              "Disposition-Notification-To: h@example.com\r\nMessage-Id: <id1@example.com>\r\nIn-Reply-To: "
+              "<x@y>\r\n"
+              "References: <w@y>\r\n\t<x@y>\r\nMime-Version: 1.0\r\nContent-Type: text/plain; "
+              "charset=\"us-ascii\"\r\n"
+              "Content-Transfer-Encoding: 7bit\r\n\r\nhello\r\n.\r\n..dots\r\nlast\r\n",
+              mail.octets());
+    EXPECT_EQ("client.example", server.conversations()[0].hello);
+    ASSERT_TRUE(server.wait_for_disconnect(1, kSoon));
+    EXPECT_TRUE(server.conversations()[0].quit);
+}
+
+TEST(CliSend, AttachmentsOfEverySize)
+{
+    const TemporaryFolder folder;
+    const LoopbackSmtp server;
+    const std::size_t piece = velorin::cli::kBase64Piece;
+    const std::vector<std::size_t> sizes = {
+        0,   1,         2,     3,         56,        57,         58,        113,           114,
+        115, piece - 1, piece, piece + 1, piece + 2, piece + 57, 2 * piece, 3 * piece + 58};
+    std::vector<std::string> more = {"--subject", "s", "--text-string", "text"};
+    std::vector<std::string> contents;
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        contents.push_back(varied_octets(sizes[i]));
+        more.push_back("--attach");
+        // By turns a type that the vocabulary has and one that it does not have.
+        more.push_back(
+            folder.write("file" + std::to_string(i) + (i % 2 == 0 ? ".pdf" : ".bin"), contents.back()));
+    }
+    expect_sent(run_cli(send_arguments(server.port(), more)));
+    const Arrived mail(only_mail(server).octets());
+    ASSERT_EQ(sizes.size() + 1, mail.parts.size());
+    EXPECT_EQ("Content-Type: text/plain; charset=\"utf-8\"\r\nContent-Transfer-Encoding: 7bit\r\n",
+              mail.parts[0].header);
+    EXPECT_EQ("text", mail.parts[0].body);
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        SCOPED_TRACE(sizes[i]);
+        const std::string name = "file" + std::to_string(i) + (i % 2 == 0 ? ".pdf" : ".bin");
+        EXPECT_EQ(std::string("Content-Type: application/") + (i % 2 == 0 ? "pdf" : "octet-stream") +
+                      ";\r\n\tname=\"" + name + "\"\r\nContent-Disposition: attachment;\r\n\tfilename=\"" +
+                      name + "\"\r\nContent-Transfer-Encoding: base64\r\n",
+                  mail.parts[i + 1].header);
+        EXPECT_TRUE(contents[i] == decoded(mail.parts[i + 1].body));
+    }
+}
+
+// Part headers of either kind may follow each other in any order.
+TEST(CliSend, TypesInEveryOrder)
+{
+    const TemporaryFolder folder;
+    const std::string known = folder.write("k.pdf", "known");
+    const std::string other = folder.write("o.bin", "other");
+    for (const std::string order : {"o", "k", "oo", "ok", "ko", "okok", "kook"}) {
+        SCOPED_TRACE(order);
+        const LoopbackSmtp server;
+        std::vector<std::string> more = {"--subject", "s", "--text-string", "text"};
+        for (const char kind : order) {
+            more.push_back("--attach");
+            more.push_back(kind == 'k' ? known : other);
+        }
+        expect_sent(run_cli(send_arguments(server.port(), more)));
+        const Arrived mail(only_mail(server).octets());
+        ASSERT_EQ(order.size() + 1, mail.parts.size());
+        for (std::size_t i = 0; i < order.size(); ++i) {
+            EXPECT_EQ(order[i] == 'k' ? "known" : "other", decoded(mail.parts[i + 1].body));
+            EXPECT_NE(std::string::npos,
+                      mail.parts[i + 1].header.find(order[i] == 'k' ? "application/pdf"
+                                                                    : "application/octet-stream"));
+        }
+    }
+}
+
+TEST(CliSend, TheSizeAnnouncedIsTheSizeSent)
+{
+    const TemporaryFolder folder;
+    const std::string pdf = folder.write("a.pdf", varied_octets(100001));
+    const std::string bin = folder.write("a.bin", varied_octets(57));
+    static const struct {
+        const char* label;
+        std::string text;
+        std::vector<std::string> more;
+    } cases[] = {
+        {"empty", "", {}},
+        {"without line end", "a", {}},
+        {"with line end", "a\n", {}},
+        {"8 bit", "\xC3\xA4\n", {}},
+        {"dots", ".\n.\n", {}},
+        {"iso-2022-jp", "\xE3\x81\x93\n", {"--charset", "iso-2022-jp"}},
+        {"attachments", "a\n", {"--attach", pdf, bin}},
+        {"attachments and base64 text", "\xC3\xA4", {"--attach", bin, pdf}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.label);
+        SmtpOptions options;
+        options.size_limit = 0;
+        const LoopbackSmtp server(options);
+        std::vector<std::string> more = {"--subject", "s", "--json"};
+        more.insert(more.end(), c.more.begin(), c.more.end());
+        const CliResult result = run_cli(send_arguments(server.port(), more), c.text);
+        expect_sent(result);
+        const LoopbackMail mail = only_mail(server);
+        const std::string size = std::to_string(mail.octets().size());
+        EXPECT_NE(std::string::npos, mail.parameters.find("SIZE=" + size))
+            << mail.parameters << ", sent " << size;
+        EXPECT_NE(std::string::npos, result.out.find("\"octets\":" + size + ",")) << result.out;
+    }
+}
+
+TEST(CliSend, JapaneseTextInPieces)
+{
+    const LoopbackSmtp server;
+    std::string text;
+    std::string expected;
+    for (int i = 0; i < 20000; ++i) {
+        text += "\xE3\x81\x93\xE3\x82\x93"
+                "a\n";
+        expected += "\x1B$B$3$s\x1B(Ba\r\n";
+    }
+    expect_sent(run_cli(send_arguments(server.port(), {"--subject", "s", "--charset", "iso-2022-jp"}), text));
+    const Arrived mail(only_mail(server).octets());
+    EXPECT_TRUE(expected == mail.body);
+    EXPECT_NE(
+        std::string::npos,
+        mail.header.find(
+            "Content-Type: text/plain; charset=\"iso-2022-jp\"\r\nContent-Transfer-Encoding: 7bit\r\n"));
+}
+
+TEST(CliSend, EightBitTextTravelsInBase64)
+{
+    static const struct {
+        const char* charset;
+        const char* octets;
+    } cases[] = {{"utf-8", "\xC3\xA4\r\n"}, {"iso-8859-1", "\xE4\r\n"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.charset);
+        const LoopbackSmtp server;
+        expect_sent(
+            run_cli(send_arguments(server.port(), {"--subject", "s", "--charset", c.charset}), "\xC3\xA4\n"));
+        const Arrived mail(only_mail(server).octets());
+        EXPECT_NE(std::string::npos, mail.header.find("Content-Transfer-Encoding: base64\r\n"));
+        ASSERT_EQ("\r\n", mail.body.substr(mail.body.size() - 2));  // the last line's own end
+        EXPECT_EQ(c.octets, decoded(mail.body.substr(0, mail.body.size() - 2)));
+    }
+}
+
+TEST(CliSend, TheFaxMarkerStandsOnTheText)
+{
+    const TemporaryFolder folder;
+    const LoopbackSmtp server;
+    expect_sent(run_cli(
+        send_arguments(server.port(), {"--subject", "s", "--fax", "--attach", folder.write("a.tif", "fax")}),
+        "cover\n"));
+    const Arrived mail(only_mail(server).octets());
+    ASSERT_EQ(3u, mail.parts.size());
+    EXPECT_EQ("", mail.parts[0].body);
+    EXPECT_EQ("Content-Type: text/plain; charset=\"utf-8\"\r\nContent-Disposition: "
+              "inline\r\nContent-Transfer-Encoding: 7bit\r\n"
+              "Content-X-CIAJWNETFAX: IGNORE\r\n",
+              mail.parts[1].header);
+    EXPECT_EQ("cover\r\n", mail.parts[1].body);
+    EXPECT_EQ("fax", decoded(mail.parts[2].body));
+}
+
+TEST(CliSend, AnUnsafeFileNameIsReplacedAndSaidSo)
+{
+    const TemporaryFolder folder;
+    const LoopbackSmtp server;
+    const CliResult result =
+        run_cli(send_arguments(server.port(), {"--subject", "s", "--text-string", "x", "--attach",
+                                               folder.write("\xE6\x97\xA5 \"1\".pdf", "x")}));
+    EXPECT_EQ(0, result.exit_code);
+    EXPECT_NE(std::string::npos, result.err.find("is attached under the name _ _1_.pdf\n")) << result.err;
+    const Arrived mail(only_mail(server).octets());
+    EXPECT_NE(std::string::npos, mail.parts[1].header.find("filename=\"_ _1_.pdf\"")) << mail.parts[1].header;
+}
+
+TEST(CliSend, LogsInByEveryMethod)
+{
+    const TemporaryFolder folder;
+    static const struct {
+        const char* kind;
+        const char* mechanism;
+    } cases[] = {{"auto", "CRAM-MD5"},
+                 {"plain", "PLAIN"},
+                 {"login", "LOGIN"},
+                 {"cram-md5", "CRAM-MD5"},
+                 {"xoauth2", "XOAUTH2"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.kind);
+        SmtpOptions options;
+        options.auth = {"PLAIN", "LOGIN", "CRAM-MD5"};
+        if (std::string(c.kind) == "xoauth2") options.auth = {"XOAUTH2"};
+        options.users = {{"me", "p\xC3\xA4ss word"}};
+        options.auth_required = true;
+        options.starttls = true;
+        options.tls_required = true;
+        const LoopbackSmtp server(options);
+        const std::string ca = folder.path() + "/ca.pem";
+        ASSERT_TRUE(server.certificates()->write_ca(ca));
+        expect_sent(run_cli(send_arguments(
+            server.port(), {"--subject", "s", "--text-string", "x", "--ca-file", ca, "--user", "me", "--auth",
+                            c.kind, "--password-command", "printf 'p\\303\\244ss word\\n'"})));
+        EXPECT_EQ("me", only_mail(server).user);
+        EXPECT_EQ(c.mechanism, server.conversations()[0].mechanism);
+        EXPECT_NE("", server.conversations()[0].tls_version);
+    }
+}
+
+TEST(CliSend, TlsFromTheStart)
+{
+    const TemporaryFolder folder;
+    SmtpOptions options;
+    options.implicit_tls = true;
+    const LoopbackSmtp server(options);
+    const std::string ca = folder.path() + "/ca.pem";
+    ASSERT_TRUE(server.certificates()->write_ca(ca));
+    const std::vector<std::string> mail = {"--subject", "s", "--text-string", "x", "--tls", "tls"};
+    EXPECT_EQ(76, run_cli(send_arguments(server.port(), mail)).exit_code)
+        << "an unknown authority was trusted";
+    std::vector<std::string> trusting = mail;
+    trusting.insert(trusting.end(), {"--ca-file", ca, "--tls13-only"});
+    expect_sent(run_cli(send_arguments(server.port(), trusting)));
+    std::vector<std::string> careless = mail;
+    careless.push_back("--no-verify");
+    expect_sent(run_cli(send_arguments(server.port(), careless)));
+    EXPECT_EQ(2u, server.mails().size());
+}
+
+TEST(CliSend, PopBeforeSmtp)
+{
+    const TemporaryFolder folder;
+    const LoopbackSmtp server;
+    for (const bool apop : {false, true}) {
+        Pop3Options options;
+        options.apop = apop;
+        options.users = {{"me", "right"}};
+        const LoopbackPop3 pop(options);
+        std::vector<std::string> more = {"--subject",       "s",
+                                         "--text-string",   "x",
+                                         "--tls",           "none",
+                                         "--auth",          "pop",
+                                         "--user",          "me",
+                                         "--pop-port",      std::to_string(pop.port()),
+                                         "--password-file", folder.write("password", "right\n")};
+        if (apop) more.push_back("--pop-apop");
+        expect_sent(run_cli(send_arguments(server.port(), more)));
+        ASSERT_EQ(1u, pop.conversations().size());
+        EXPECT_EQ("me", pop.conversations()[0].user);
+        EXPECT_EQ(apop ? "APOP" : "USER", pop.conversations()[0].mechanism);
+    }
+    EXPECT_EQ(2u, server.mails().size());
+}
+
+TEST(CliSend, TheAccountStandsInAFile)
+{
+    const TemporaryFolder folder;
+    const LoopbackSmtp server;
+    const std::string config = folder.write(
+        "mail.conf", "# mine\nserver = 127.0.0.1\nport = " + std::to_string(server.port()) +
+                         "\nfrom = me@example.com\ncharset = iso-8859-1\nhost-name = from.file\n");
+    expect_sent(run_cli({"send", "--config", config, "--host-name", "from.line", "--to", "you@example.com",
+                         "--text-string", "x"}));
+    const LoopbackMail mail = only_mail(server);
+    EXPECT_EQ("me@example.com", mail.from);
+    EXPECT_EQ("from.line", server.conversations()[0].hello);
+    EXPECT_NE(std::string::npos, mail.octets().find("iso-8859-1"));
+}
+
+TEST(CliSend, ThroughTheRunningService)
+{
+    const TemporaryFolder folder;
+    const LoopbackSmtp server;
+    const Environment environment = {{"VELORIN_CHANNEL_DIR", folder.path() + "/channel"}};
+    CliProcess daemon(VELORIN_MAILD_PROGRAM, {"--config", folder.write("maild.conf", "")}, "", environment);
+    ASSERT_TRUE(daemon.wait_for_error_text("ready", kSoon));
+    const std::string octets = varied_octets(3 * velorin::cli::kBase64Piece + 1);
+    expect_sent(run_cli(send_arguments(server.port(), {"--subject", "s", "--text-string", "x", "--daemon",
+                                                       "--attach", folder.write("a.bin", octets)}),
+                        "", environment));
+    const Arrived mail(only_mail(server).octets());
+    ASSERT_EQ(2u, mail.parts.size());
+    EXPECT_TRUE(octets == decoded(mail.parts[1].body));
+    const CliResult refused =
+        run_cli(send_arguments(server.port(),
+                               {"--daemon", "--subject", "s", "--text-string", "x", "--size-limit", "10"}),
+                "", environment);
+    EXPECT_EQ(65, refused.exit_code) << refused.err;
+    daemon.send_signal(SIGTERM);
+    EXPECT_EQ(0, daemon.wait(kSoon).exit_code);
+}
+
+TEST(CliSend, JsonTellsWhatWasSent)
+{
+    const LoopbackSmtp server;
+    const CliResult result = run_cli(send_arguments(
+        server.port(), {"--subject", "s", "--text-string", "x", "--json", "--message-id", "a@b"}));
+    expect_sent(result);
+    EXPECT_EQ(
+        0u,
+        result.out.find(
+            "{\"command\":\"send\",\"status\":\"sent\",\"exit_code\":0,\"message_id\":\"<a@b>\",\"octets\":"))
+        << result.out;
+    EXPECT_EQ('\n', result.out.back());
+}
+
+TEST(CliSend, AResultThatCannotBeWrittenIsAFailure)
+{
+    const LoopbackSmtp server;
+    std::vector<std::string> arguments = {"-c", "exec \"$0\" \"$@\" > /dev/full", VELORIN_MAIL_PROGRAM};
+    const std::vector<std::string> send =
+        send_arguments(server.port(), {"--subject", "s", "--text-string", "x", "--json"});
+    arguments.insert(arguments.end(), send.begin(), send.end());
+    const CliResult result = CliProcess("/bin/sh", arguments).wait(kSoon);
+    EXPECT_EQ(74, result.exit_code);
+    EXPECT_NE("", result.sentence()) << result.err;
+    // The mail is with the server: nobody may take this for a reason to send it again.
+    EXPECT_NE(std::string::npos, result.err.find("the work is done, but")) << result.err;
+}
+
+TEST(CliSend, ARecordingThatCannotBeWrittenIsNoted)
+{
+    const LoopbackSmtp server;
+    const CliResult result = run_cli(send_arguments(server.port(), {"--subject", "s", "--text-string", "x"}),
+                                     "", {{"VELORIN_CAPTURE", "/nowhere/at/all"}});
+    EXPECT_EQ(0, result.exit_code);
+    EXPECT_NE(std::string::npos, result.sentence().find("nothing is recorded, /nowhere/at/all: "))
+        << result.err;
+}
+
+// With no standard descriptors, what is said aside must not go to the server, and the password still arrives.
+TEST(CliSend, ClosedStandardDescriptorsHarmNoMail)
+{
+    SmtpOptions options;
+    options.auth = {"PLAIN"};
+    options.users = {{"me", "right"}};
+    const LoopbackSmtp server(options);
+    std::vector<std::string> arguments = {"-c", "exec \"$0\" \"$@\" <&- >&- 2>&-", VELORIN_MAIL_PROGRAM};
+    const std::vector<std::string> send = send_arguments(
+        server.port(), {"--subject", "s", "--text-string", "x", "--verbose", "--tls", "none", "--user", "me",
+                        "--auth", "plain", "--password-command", "echo right"});
+    arguments.insert(arguments.end(), send.begin(), send.end());
+    const CliResult result = CliProcess("/bin/sh", arguments).wait(kSoon);
+    EXPECT_EQ(0, result.exit_code);
+    EXPECT_EQ(1u, server.mails().size());
+    for (const auto& conversation : server.conversations()) {
+        EXPECT_EQ(std::string::npos, conversation.text().find("sending the")) << conversation.text();
+    }
+}
+
+TEST(CliSend, VerboseSaysTheSteps)
+{
+    const LoopbackSmtp server;
+    const CliResult result =
+        run_cli(send_arguments(server.port(), {"--subject", "s", "--text-string", "x", "--verbose"}));
+    EXPECT_EQ(0, result.exit_code);
+    for (const char* step :
+         {"connected to 127.0.0.1 port ", "sending the header", "sending the text", "verdict"})
+        EXPECT_NE(std::string::npos, result.err.find(step)) << result.err;
+}
+
+// The instrumented builds need memory of their own.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(CliSend, MemoryStaysFlat)
+{
+    const TemporaryFolder folder;
+    SmtpOptions options;
+    options.discard = true;
+    options.rules.push_back(Rule(Step::kDot).silence());
+    const LoopbackSmtp server(options);
+    const std::string file = folder.write("big.bin", "");
+    ASSERT_EQ(0, ::truncate(file.c_str(), off_t{256} << 20));
+    CliProcess process(VELORIN_MAIL_PROGRAM, send_arguments(server.port(), {"--subject", "s", "--text-string",
+                                                                            "x", "--attach", file}));
+    ASSERT_TRUE(server.wait_for_mail(1, 60000));  // which gets no answer, so that the process stays
+    EXPECT_GT(server.mails().at(0).size, std::uint64_t{256} << 20);
+    const long peak = process.peak_kib();
+    EXPECT_GT(peak, 0);
+    EXPECT_LT(peak, 32 * 1024);
+}
+#endif
+
+TEST(CliCheck, SaysWhetherTheAccountWorks)
+{
+    const TemporaryFolder folder;
+    SmtpOptions options;
+    options.auth = {"PLAIN"};
+    options.users = {{"me", "right"}};
+    const LoopbackSmtp server(options);
+    const std::vector<std::string> account = {
+        "check", "--server", "127.0.0.1", "--port", std::to_string(server.port()), "--tls", "none"};
+    const CliResult open = run_cli(account);
+    EXPECT_EQ(0, open.exit_code) << open.err;
+    EXPECT_EQ("127.0.0.1 port " + std::to_string(server.port()) + ": the connection works\n", open.out);
+    std::vector<std::string> login = account;
+    login.insert(login.end(), {"--user", "me", "--password-file", folder.write("right", "right"), "--json"});
+    const CliResult good = run_cli(login);
+    EXPECT_EQ(0, good.exit_code) << good.err;
+    EXPECT_EQ(0u, good.out.find("{\"command\":\"check\",\"status\":\"works\",\"exit_code\":0,")) << good.out;
+    folder.write("right", "wrong");
+    const CliResult bad = run_cli(login);
+    EXPECT_EQ(77, bad.exit_code);
+    EXPECT_NE(std::string::npos, bad.sentence().find("test 127.0.0.1 port")) << bad.err;
+    EXPECT_TRUE(server.mails().empty());
+}
+
+TEST(CliTrace, PrintsWhatWasRecordedAndNoSecret)
+{
+    const TemporaryFolder folder;
+    SmtpOptions options;
+    options.auth = {"PLAIN"};
+    options.users = {{"me", "hunter2"}};
+    const LoopbackSmtp server(options);
+    const std::string capture = folder.path() + "/capture";
+    expect_sent(run_cli(send_arguments(server.port(), {"--subject", "the subject", "--text-string",
+                                                       "the body", "--tls", "none", "--user", "me",
+                                                       "--password-file", folder.write("password", "hunter2"),
+                                                       "--attach", folder.write("a.pdf", "attached")}),
+                        "", {{"VELORIN_CAPTURE", capture}}));
+    const CliResult text = run_cli({"trace", capture});
+    EXPECT_EQ(0, text.exit_code) << text.err;
+    for (const char* part :
+         {"smtp create session: ok, ", "    server: 127.0.0.1\n", "    auth: auto\n", "    user: me\n",
+          "smtp connect: ok, ", "smtp judge size: ok, ", "smtp send header: ok, ",
+          "    from: me@example.com\n", "    to: you@example.com\n", "    subject: the subject\n",
+          "smtp send body: ok, ", "    octets: 8\n", "smtp send part header: ok, ", "    file: a.pdf\n",
+          "smtp send part body: ok, ", "smtp close: ok, ", "smtp destroy session: ok, "})
+        EXPECT_NE(std::string::npos, text.out.find(part)) << part << "\n" << text.out;
+    const CliResult json = run_cli({"trace", "--json", capture});
+    EXPECT_EQ(0, json.exit_code) << json.err;
+    EXPECT_NE(std::string::npos, json.out.find("\"method\":\"send header\",\"fields\":{\"session\":\""));
+    EXPECT_EQ(std::count(json.out.begin(), json.out.end(), '\n'),
+              std::count(json.out.begin(), json.out.end(), '{') / 2);
+    for (const char* secret : {"hunter2", "the body", "YXR0YWNoZWQ"}) {
+        EXPECT_EQ(std::string::npos, text.out.find(secret));
+        EXPECT_EQ(std::string::npos, json.out.find(secret));
+    }
+}
+
+TEST(CliTrace, SaysWhatIsWrongWithTheFile)
+{
+    const TemporaryFolder folder;
+    const CliResult missing = run_cli({"trace", folder.path() + "/none"});
+    EXPECT_EQ(66, missing.exit_code);
+    EXPECT_NE("", missing.sentence()) << missing.err;
+    const CliResult garbage =
+        run_cli({"trace", folder.write("garbage", "this is no recording at all, whatever its name")});
+    EXPECT_EQ(65, garbage.exit_code);
+    EXPECT_NE("", garbage.sentence()) << garbage.err;
+    EXPECT_EQ(0, run_cli({"trace", folder.write("empty", "")}).exit_code);
+}

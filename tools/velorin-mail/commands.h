@@ -1,0 +1,12 @@
+#pragma once
+
+#include "options.h"
+
+namespace velorin::cli {
+
+// Each: does what the options say, tells about it, and returns the process's exit code.
+int run_send(const Options& options);
+int run_check(const Options& options);
+int run_trace(const Options& options);
+
+}  // namespace velorin::cli

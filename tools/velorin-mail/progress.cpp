@@ -1,0 +1,83 @@
+#include "progress.h"
+
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace velorin::cli {
+
+namespace {
+
+constexpr std::chrono::milliseconds
+    kInterval(200);                       // often enough to look alive, seldom enough to cost nothing
+constexpr std::size_t kNameColumns = 28;  // the line stays below 80 columns
+
+}  // namespace
+
+Progress::Progress(bool wanted) : wanted_(wanted && ::isatty(STDERR_FILENO) == 1) {}
+
+Progress::~Progress()
+{
+    finish();
+}
+
+void Progress::begin(std::uint64_t total, unsigned parts)
+{
+    total_ = total;
+    parts_ = parts;
+    began_ = std::chrono::steady_clock::now();
+    due_ = began_ + kInterval;
+}
+
+void Progress::part(unsigned part, const std::string& name)
+{
+    part_ = part;
+    name_ = name.size() <= kNameColumns ? name : name.substr(0, kNameColumns - 3) + "...";
+}
+
+void Progress::add(std::uint64_t octets)
+{
+    octets_ += octets;
+    if (!wanted_) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (now < due_) return;
+    due_ = now + kInterval;
+    draw(now);
+}
+
+void Progress::finish()
+{
+    if (drawn_) std::fputs("\r\033[K", stderr);
+    drawn_ = false;
+}
+
+double Progress::seconds() const
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - began_).count();
+}
+
+void Progress::draw(std::chrono::steady_clock::time_point now)
+{
+    const double elapsed = std::chrono::duration<double>(now - began_).count();
+    const double rate = elapsed > 0 ? static_cast<double>(octets_) / elapsed : 0;
+    std::fprintf(stderr, "\r\033[Kpart %u of %u %s: %s of %s, %s/s", part_, parts_, name_.c_str(),
+                 readable_octets(static_cast<double>(octets_)).c_str(),
+                 readable_octets(static_cast<double>(total_)).c_str(), readable_octets(rate).c_str());
+    std::fflush(stderr);
+    drawn_ = true;
+}
+
+std::string readable_octets(double octets)
+{
+    static const char* const units[] = {"octets", "KiB", "MiB", "GiB", "TiB"};
+    std::size_t unit = 0;
+    while (octets >= 1024 && unit + 1 < sizeof units / sizeof units[0]) {
+        octets /= 1024;
+        ++unit;
+    }
+    char text[48];
+    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", octets, units[unit]);
+    return text;
+}
+
+}  // namespace velorin::cli
