@@ -1,7 +1,6 @@
 // Callers that are slow, broken or hostile, and what the others notice of them: nothing.
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/resource.h>
 
 #include <atomic>
 #include <chrono>
@@ -227,27 +226,6 @@ TEST(ChannelSlow, TooManySlowCallersGiveWayToTheNext)
     }
     EXPECT_GE(let_go, 476);
     expect_service();
-}
-
-TEST(ChannelSlow, ServerWithoutDescriptorsComesBack)
-{
-    const ChannelDirectory directory;
-    const Signal up;
-    const Signal end;
-    Child server_process([&] {
-        const rlimit few{48, 48};
-        if (setrlimit(RLIMIT_NOFILE, &few) != 0) return 1;
-        EchoServer server(directory, with_timeout(2 * kPatienceMs));
-        up.set();
-        return end.wait() ? 0 : 2;
-    });
-    ASSERT_TRUE(up.wait());
-    std::vector<Descriptor> silent;
-    for (int index = 0; index < 100; ++index)
-        silent.push_back(connect_raw(directory / "echo"));
-    expect_service(5);
-    end.set();
-    EXPECT_EQ(server_process.wait(), 0);
 }
 
 }  // namespace
