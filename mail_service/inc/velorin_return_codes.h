@@ -3,7 +3,7 @@
 #include <cstdint>
 
 // Every return code of the service: constant, value, name, sentence. This table is the only place; the
-// documents, the command line and the daemon's log read it.
+// documents, applications, the command line and the daemon's log read it.
 // clang-format off
 #define NTC_SERVICE_RETURN_CODES(row)                                                                       \
     /* the request */                                                                                       \
@@ -58,13 +58,12 @@
     row(kNoMorePart, 0x21080407u, "no-more-part", "The mail has no further part.")
 // clang-format on
 
-namespace velorin::service {
+// What the operations of a session return besides 0, to compare with: velorin::return_code::kNoMoreMail.
+// find_return_code() of velorin_mail_service.h gives name and sentence.
+namespace velorin::return_code {
 
 #define NTC_SERVICE_CONSTANT(constant, value, name, sentence) constexpr std::uint32_t constant = value;
 NTC_SERVICE_RETURN_CODES(NTC_SERVICE_CONSTANT)
 #undef NTC_SERVICE_CONSTANT
 
-// The name of a code for the log: "ok" for 0, "?" for one that is not in the table.
-const char* name_of_code(std::uint32_t code);
-
-}  // namespace velorin::service
+}  // namespace velorin::return_code

@@ -16,7 +16,7 @@ prefix=$scratch/moved
 for program in velorin-mail velorin-maild; do
     "$prefix/bin/$program" --version | grep -qE "^$program [0-9]+\.[0-9]+\.[0-9]+\$" || { echo "$program does not start from the installed tree"; exit 1; }
 done
-for header in ntc_email.h ntc_email_esu_smtp.pb.h emwGEN.h velorin_mail_service.h; do
+for header in ntc_email.h ntc_email_esu_smtp.pb.h emwGEN.h velorin_mail_service.h velorin_return_codes.h; do
     find "$prefix/include" -name "$header" | grep -q . || { echo "$header is not installed"; exit 1; }
 done
 libdir=$(dirname "$(find "$prefix" -name libntc_email.so)")
