@@ -32,6 +32,7 @@ using namespace velorin_test;
 
 struct Settings {
     std::string folder;
+    std::string mails;
     int smtp_port = 0;
     int pop3_port = 0;
     std::string ports_file;
@@ -63,6 +64,9 @@ void declare(CLI::App& app, Settings& settings)
 {
     app.add_option("--folder", settings.folder,
                    "keep each mail as N.eml and its envelope as N.json in this folder");
+    app.add_option("--mails", settings.mails,
+                   "what the POP3 mailbox holds at first: the files NAME.eml of this folder, in the order of "
+                   "their names; NAME is the unique id");
     app.add_option("--smtp-port", settings.smtp_port, "0: one that is free")->check(CLI::Range(0, 65535));
     app.add_option("--pop3-port", settings.pop3_port, "0: one that is free")->check(CLI::Range(0, 65535));
     app.add_option(
@@ -165,6 +169,7 @@ class Mailbox {
 public:
     explicit Mailbox(const Settings& settings) : settings_(settings), maildrop_(std::make_shared<Maildrop>())
     {
+        if (!settings.mails.empty()) add_mails(settings.mails, *maildrop_);
         if (!settings.folder.empty()) folder_ = std::make_unique<MailFolder>(settings.folder);
         if (settings.tls) {
             TlsOptions tls;

@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <set>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include <sys/stat.h>
@@ -34,6 +37,20 @@ bool exists(const std::string& path)
     return stat(path.c_str(), &unused) == 0;
 }
 
+std::string read_file(const std::string& path)
+{
+    std::FILE* const file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) throw std::runtime_error(path + ": " + std::strerror(errno));
+    std::string octets;
+    char room[65536];
+    for (std::size_t count = 0; (count = std::fread(room, 1, sizeof room, file)) > 0;)
+        octets.append(room, count);
+    const bool failed = std::ferror(file) != 0;
+    std::fclose(file);
+    if (failed) throw std::runtime_error(path + ": cannot be read");
+    return octets;
+}
+
 }  // namespace
 
 bool write_file(const std::string& path, std::string_view octets)
@@ -48,6 +65,18 @@ bool write_file(const std::string& path, std::string_view octets)
     std::remove(beside.c_str());
     errno = error;
     return false;
+}
+
+void add_mails(const std::string& folder, Maildrop& maildrop)
+{
+    std::error_code failure;
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, failure)) {
+        if (entry.path().extension() == ".eml") names.insert(entry.path().stem().string());
+    }
+    if (failure) throw std::runtime_error(folder + ": " + failure.message());
+    for (const std::string& name : names)
+        maildrop.add(read_file(folder + "/" + name + ".eml"), name);
 }
 
 std::string json_string(std::string_view text)

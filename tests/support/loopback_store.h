@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "loopback_pop3.h"
 #include "loopback_smtp.h"
 
 namespace velorin_test {
@@ -12,6 +13,10 @@ namespace velorin_test {
 // Writes the whole file under another name and moves it in place, so that whoever finds it finds all of it.
 //   result  false: errno says why, nothing is left behind
 bool write_file(const std::string& path, std::string_view octets);
+
+// Adds the files NAME.eml of a folder, in the order of their names, each with the unique id NAME. Throws
+// std::runtime_error when the folder or a file cannot be read.
+void add_mails(const std::string& folder, Maildrop& maildrop);
 
 // The text as a JSON string, quotes included. Octets that are no UTF-8 stand as U+00XX.
 std::string json_string(std::string_view text);

@@ -244,6 +244,24 @@ TEST_F(LoopbackProgram, KeepsNothingOfHalfAMail)
     EXPECT_TRUE(std::filesystem::is_empty(folder_.path + "/mails"));
 }
 
+TEST_F(LoopbackProgram, ServesTheMailsOfAFolderByTheirNames)
+{
+    for (const char* const name : {"b.eml", "a.eml", "a.json"})
+        std::ofstream(folder_.path + "/" + name, std::ios::binary) << "Subject: " << name << "\r\n\r\n.\n";
+    Child child(command({"--mails", folder_.path, "--user", "u", "--password", "p"}));
+    ASSERT_TRUE(child.wait_for(ports_file()));
+    PlainClient client(port("pop3_port"));
+    client.line();
+    client.say("USER u");
+    EXPECT_EQ("+OK welcome", client.say("PASS p"));
+    EXPECT_EQ("+OK", client.say("UIDL"));
+    for (const char* const line : {"1 a", "2 b", "."})
+        EXPECT_EQ(line, client.line());
+    EXPECT_EQ("+OK", client.say("RETR 2"));
+    for (const char* const line : {"Subject: b.eml", "", "..\n", "."})
+        EXPECT_EQ(line, client.line());
+}
+
 TEST_F(LoopbackProgram, EndsWhenItsTimeIsOver)
 {
     Child child({LOOPBACK_MAILBOX, "--lifetime", "1"});
@@ -266,6 +284,8 @@ TEST_F(LoopbackProgram, SaysInOneLineWhatIsWrong)
               Child(command({"--rule", "rcpt vanish"})).rest());
     EXPECT_EQ("loopback-mailbox: " + folder_.path + "/no/such: No such file or directory\n(exit 1)",
               Child(command({"--folder", folder_.path + "/no/such"})).rest());
+    EXPECT_EQ("loopback-mailbox: " + folder_.path + "/none: No such file or directory\n(exit 1)",
+              Child(command({"--mails", folder_.path + "/none"})).rest());
     EXPECT_THAT(Child({LOOPBACK_MAILBOX, "--ports-file", folder_.path + "/no/such"}).rest(),
                 StartsWith("loopback-mailbox: " + folder_.path + "/no/such: "));
     Child first(command({}));
