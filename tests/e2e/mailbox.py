@@ -1,10 +1,13 @@
-"""What the end-to-end tests share: the running servers' state, and the mails that arrived, read from the Maildir."""
+"""What the end-to-end tests share: the running servers' state and accounts, and the mails in the mailboxes."""
 
+import contextlib
 import email
 import email.policy
 import json
 import os
 import re
+import smtplib
+import sys
 
 import runner
 
@@ -14,6 +17,21 @@ ARRIVAL_DEADLINE = 60  # seconds from the server's 250 until the mail lies in th
 def load_state():
     with open(os.environ["VELORIN_E2E_STATE"], encoding="utf-8") as file:
         return json.load(file)
+
+
+# Every module of tests, for each way in which the mail service runs, has its own share of the readers.
+SHARES = (("test_harness_pop3", None), ("test_receive", "embedded"), ("test_receive", "daemon"),
+          ("test_round_trip", "embedded"), ("test_round_trip", "daemon"))
+
+
+def account_of(state, kind, test):
+    """The account that belongs to this test alone, as the mail service runs now."""
+    module = sys.modules[type(test).__module__]
+    script = os.path.splitext(os.path.basename(module.__file__))[0]
+    accounts = state[kind][SHARES.index((script, os.environ.get("VELORIN_E2E_SERVICE")))::len(SHARES)]
+    cases = runner.names_in(module)
+    assert len(cases) <= len(accounts), f"{kind}: {len(accounts)} accounts are too few for {len(cases)} tests"
+    return accounts[cases.index(test.id().partition(".")[2])]
 
 
 class Arrived:
@@ -68,3 +86,82 @@ def login_of(state, marker):
     queued = re.search(r"cleanup\[\d+\]: (\w+): message-id=<" + re.escape(marker) + ">", log)
     client = queued and re.search(queued.group(1) + r": client=.*sasl_method=([\w-]+), sasl_username=(\w+)", log)
     return (client.group(2), client.group(1)) if client else None
+
+
+def stored_mails(user):
+    """The mails of a Maildir in the order of their delivery, with CR LF."""
+    found = []
+    for folder in ("new", "cur"):
+        path = os.path.join(user["maildir"], folder)
+        with contextlib.suppress(FileNotFoundError):
+            found += [os.path.join(path, name) for name in os.listdir(path)]
+    octets = []
+    for path in sorted(found, key=delivery_order):
+        with open(path, "rb") as file:
+            octets.append(file.read().replace(b"\n", b"\r\n"))
+    return octets
+
+
+def delivery_order(path):
+    """Dovecot's names begin with seconds, then microseconds behind an M: "1732200000.M123P45Q1.host"."""
+    seconds, rest = os.path.basename(path).split(".")[:2]
+    return int(seconds), int(re.match(r"M(\d+)", rest).group(1))
+
+
+def deliver(state, user, mails):
+    """Has Dovecot store the mails, in this order, without Postfix on the way."""
+    with smtplib.LMTP(state["lmtp"], 0, timeout=60) as client:
+        for mail in mails:
+            client.sendmail("sender@example.org", [user["address"]], mail)
+
+
+def mbox_mails(user):
+    """The mails of a file, with CR LF, without what the server notes down in their headers."""
+    with open(user["mbox"], "rb") as file:
+        octets = file.read()
+    mails = re.split(rb"(?:\A|(?<=\n)\n)From [^\n]*\n", octets)[1:]
+    if mails:
+        assert mails[-1].endswith(b"\n\n"), "the last mail is not followed by an empty line"
+        mails[-1] = mails[-1][:-1]
+    return [without_bookkeeping(unquoted(mail).replace(b"\n", b"\r\n")) for mail in mails]
+
+
+def unquoted(mail):
+    """A line of a mail that begins like the line between two mails has a mark in front."""
+    return re.sub(rb"^>From ", b"From ", mail, flags=re.MULTILINE)
+
+
+def without_bookkeeping(mail):
+    """A mail without the header fields in which the server of the mailbox files keeps its own numbers."""
+    header, end, body = mail.partition(b"\r\n\r\n")
+    own = re.compile(rb"(X-UIDL|X-UID|X-IMAPbase|Status):", re.IGNORECASE)
+    return b"\r\n".join(line for line in header.split(b"\r\n") if not own.match(line)) + end + body
+
+
+def log_lines(state, log):
+    with open(state["logs"][log], encoding="utf-8", errors="replace") as file:
+        return file.read().splitlines()
+
+
+def pop3_logins(state, log, user):
+    """Every log-in of a user to a Dovecot that logs it in full: APOP, CRAM-MD5, PLAIN or USER, and whether by TLS."""
+    lines = log_lines(state, log)
+    found = []
+    for line in lines:
+        login = re.search(rf"pop3-login: Info: Login: user=<{user['login']}>, method=([\w-]+),.*session=<([^>]+)>", line)
+        if login:
+            way, session = login.groups()
+            asked = next(line for line in lines if "client in: AUTH" in line and f"session={session}\t" in line)
+            # The password comes with the question behind PASS; AUTH PLAIN without a first answer is asked for it.
+            found.append(("USER" if way == "PLAIN" and "\tresp=" in asked else way, ", TLS," in line))
+    return found
+
+
+def wait_for_logout(state, log, user):
+    """Until every session that was let in has been left: the log is written behind the session's back."""
+    def all_left():
+        lines = [line for line in log_lines(state, log) if f"user=<{user['login']}>" in line
+                 or f"pop3({user['login']})" in line]
+        return (sum("Info: Login:" in line for line in lines) ==
+                sum(f"pop3({user['login']})" in line and "Disconnected" in line for line in lines) > 0)
+    assert runner.wait_until(all_left), f"no end of the sessions of {user['login']} in the log"

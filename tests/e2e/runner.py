@@ -25,10 +25,15 @@ def names_of(suite):
             yield entry.id().partition(".")[2]
 
 
+def names_in(module):
+    """The tests of a module, always in the same order."""
+    return sorted(names_of(unittest.TestLoader().loadTestsFromModule(module)))
+
+
 def main(module):
     loader = unittest.TestLoader()
     if sys.argv[1:] == ["--list"]:
-        print("\n".join(sorted(names_of(loader.loadTestsFromModule(module)))))
+        print("\n".join(names_in(module)))
         return 0
     if sys.argv[1:]:
         suite = loader.loadTestsFromNames(sys.argv[1:], module)
