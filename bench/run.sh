@@ -9,7 +9,10 @@ root=$(dirname "$here")
 build=$root/build/bench
 pairs=${1:-15}
 mails=200
+small_mails=1000
+many_small_mails=10000
 scratch=
+fetched=
 
 fail() {
     printf 'bench: %s\n' "$1" >&2
@@ -26,6 +29,8 @@ stop() {
 cleanup() {
     stop "${daemon:-}"
     stop "${mailbox:-}"
+    stop "${pop3:-}"
+    [ -z "$fetched" ] || rm -rf "$fetched"
     [ -z "$scratch" ] || rm -rf "$scratch"
 }
 
@@ -58,6 +63,37 @@ start_daemon() {
 stop_daemon() {
     stop "$daemon"
     daemon=
+}
+
+# A POP3 server whose mails are the files of a folder.
+start_pop3() {
+    rm -f "$scratch/pop3_port"
+    "$build/bench/pop3_mails" "$1" "$scratch/pop3_port" &
+    pop3=$!
+    wait_for "$scratch/pop3_port" "$pop3" || fail "the POP3 server did not start"
+    pop3_port=$(cat "$scratch/pop3_port")
+}
+
+stop_pop3() {
+    stop "$pop3"
+    pop3=
+}
+
+# The words of our command that fetches all mails of the server, in `ours`, and of curl's, in `theirs`.
+#   usage: set_our_fetch [OPTION]...; set_their_fetch COUNT
+set_our_fetch() {
+    ours=("$build/bench/receive_mails" "$pop3_port" "$fetched/ours" "$@")
+}
+
+set_their_fetch() {
+    printf 'silent\nshow-error\nuser = "reader:anything"\nurl = "pop3://127.0.0.1:%s/[1-%s]"\noutput = "%s/#1"\n' \
+        "$pop3_port" "$1" "$fetched/theirs" >"$scratch/fetch.curl"
+    theirs=(curl --config "$scratch/fetch.curl")
+}
+
+# The parts that were written for the large mail and for the first small ones are those that the mails have.
+check_fetched() {
+    "$here/make_mails.py" --check "$1" "$fetched/ours" || fail "what was received is not what was sent"
 }
 
 # The words of our command that sends one file, in `ours`, and of curl's, in `theirs`.
@@ -149,6 +185,55 @@ connections=$(curl --config "$scratch/mails.curl" | awk '{ sum += $1; count++ } 
 "$race" --pairs "$pairs" "$mails mails, daemon | curl" \
     -- "$build/bench/many_mails" "$port" "$mails" --daemon -- curl --config "$scratch/mails.curl" | tee -a "$rows"
 stop_daemon
+
+printf '\n== mails from a server that has them in memory\n'
+# Where it can be, in memory: no disk is measured.
+fetched=$(mktemp -d -p /dev/shm 2>/dev/null) || fetched=$(mktemp -d)
+mkdir "$fetched/ours" "$fetched/theirs"
+"$here/make_mails.py" "$scratch/large" large 100
+"$here/make_mails.py" "$scratch/huge" large 1024
+"$here/make_mails.py" "$scratch/small" "$small_mails"
+"$here/make_mails.py" "$scratch/many" "$many_small_mails"
+
+start_daemon
+for mails_in in large small; do
+    count=1
+    name='receiving 100 MiB'
+    [ "$mails_in" = large ] || { count=$small_mails; name="receiving $small_mails mails"; }
+    start_pop3 "$scratch/$mails_in"
+    set_their_fetch "$count"
+    set_our_fetch
+    "${ours[@]}"
+    check_fetched "$scratch/$mails_in"
+    "$race" --pairs "$pairs" --goal 1.0 "$name, embedded | curl" -- "${ours[@]}" -- "${theirs[@]}" | tee -a "$rows"
+    set_our_fetch --daemon
+    "$race" --pairs "$pairs" --goal 1.5 "$name, daemon | curl" -- "${ours[@]}" -- "${theirs[@]}" | tee -a "$rows"
+    rm -f "$fetched"/*/*
+    stop_pop3
+done
+stop_daemon
+
+start_pop3 "$scratch/small"
+set_our_fetch
+few=("${ours[@]}")
+few_pop3=$pop3
+start_pop3 "$scratch/many"
+set_our_fetch
+"$race" --pairs 3 --goal 12 "$many_small_mails mails | $small_mails, embedded" -- "${ours[@]}" -- "${few[@]}" | tee -a "$rows"
+stop_pop3
+stop "$few_pop3"
+
+for size in 100MiB 1GiB; do
+    start_pop3 "$scratch/$([ "$size" = 1GiB ] && echo huge || echo large)"
+    set_our_fetch
+    "$race" --memory --goal 32 "peak, receiving $size, embedded" -- "${ours[@]}" | tee -a "$rows"
+    start_daemon
+    set_our_fetch --daemon
+    "$race" --memory --goal 32 --service "$daemon" "peak, receiving $size, daemon" -- "${ours[@]}" | tee -a "$rows"
+    stop_daemon
+    stop_pop3
+    rm -f "$fetched"/*/*
+done
 
 for size in 100MiB 1GiB; do
     set_ours "$scratch/$size.bin"
