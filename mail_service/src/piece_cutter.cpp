@@ -1,7 +1,7 @@
 #include "piece_cutter.h"
 
 #include <algorithm>
-#include <array>
+#include <cstdint>
 
 namespace velorin::service {
 namespace {
@@ -9,33 +9,43 @@ namespace {
 constexpr std::size_t kWholeLines = 6 * 1024;  // a piece at least this long may end at the end of a line
 constexpr char kEscape = '\x1B';
 
-// What the library's base64 decoder takes for a sextet: the alphabet, and NUL.
-constexpr std::array<std::uint8_t, 256> make_sextets()
+std::uint8_t flag(bool set)
 {
-    std::array<std::uint8_t, 256> table{};
-    for (std::size_t octet = 0; octet < table.size(); ++octet) {
-        const bool letter = (octet >= 'A' && octet <= 'Z') || (octet >= 'a' && octet <= 'z');
-        const bool other = (octet >= '0' && octet <= '9') || octet == '+' || octet == '/' || octet == 0;
-        table[octet] = letter || other ? 1 : 0;
-    }
-    return table;
+    return set ? 1 : 0;
 }
 
-constexpr std::array<std::uint8_t, 256> kSextet = make_sextets();
-
-bool is_sextet(char octet)
+// 1 for what the library's base64 decoder takes for a sextet: the alphabet, and NUL. Without look-ups and
+// branches, so that compilers take many octets at a time.
+std::uint8_t is_sextet(char character)
 {
-    return kSextet[static_cast<unsigned char>(octet)] != 0;
+    const auto octet = static_cast<std::uint8_t>(character);
+    const auto letter = static_cast<std::uint8_t>((octet | 0x20) - 'a');
+    const auto digit = static_cast<std::uint8_t>(octet - '0');
+    return static_cast<std::uint8_t>(flag(letter < 26) | flag(digit < 10) | flag(octet == '+') |
+                                     flag(octet == '/') | flag(octet == 0));
+}
+
+std::size_t count_sextets(std::string_view text)
+{
+    constexpr std::size_t kBlock = 128;  // few enough to be counted in an octet
+    std::size_t sextets = 0;
+    for (; text.size() >= kBlock; text.remove_prefix(kBlock)) {
+        const char* const block = text.data();
+        std::uint8_t count = 0;
+        for (std::size_t at = 0; at < kBlock; ++at)
+            count = static_cast<std::uint8_t>(count + is_sextet(block[at]));
+        sextets += count;
+    }
+    for (const char octet : text)
+        sextets += is_sextet(octet);
+    return sextets;
 }
 
 std::size_t cut_base64(std::string_view body, std::size_t limit)
 {
-    std::size_t sextets = 0;
-    for (std::size_t at = 0; at < limit; ++at)
-        sextets += kSextet[static_cast<unsigned char>(body[at])];
     std::size_t cut = limit;
-    for (std::size_t over = sextets % 4; over > 0;)
-        if (is_sextet(body[--cut])) --over;
+    for (std::size_t over = count_sextets(body.substr(0, limit)) % 4; over > 0;)
+        if (is_sextet(body[--cut]) != 0) --over;
     // Nothing but what the decoder skips, or fewer than four characters of it.
     return cut > 0 ? cut : limit;
 }
