@@ -19,6 +19,11 @@ def load_state():
         return json.load(file)
 
 
+def accounts(state):
+    """All accounts of all servers."""
+    return [*state["users"].values(), *state["readers"], *state["mbox_readers"], *state["mbox_apop_readers"]]
+
+
 # Every module of tests, for each way in which the mail service runs, has its own share of the readers.
 SHARES = (("test_harness_pop3", None), ("test_receive", "embedded"), ("test_receive", "daemon"),
           ("test_round_trip", "embedded"), ("test_round_trip", "daemon"))

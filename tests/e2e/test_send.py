@@ -1,117 +1,34 @@
 #!/usr/bin/env python3
-"""velorin-mail sends through Postfix; what Dovecot delivered is read by Python's "email" and must equal what was sent.
-
-The mail service runs inside velorin-mail, or as velorin-maild when VELORIN_E2E_SERVICE says daemon.
-"""
+"""velorin-mail sends through Postfix; what Dovecot delivered is read by Python's "email" and must equal what was sent."""
 
 import concurrent.futures
 import email.header
 import email.utils
 import hashlib
-import json
 import os
 import random
-import signal
-import subprocess
 import sys
-import tempfile
-import unittest
 import uuid
 
 import mailbox
+import programs
 import runner
-
-STATE = None
-DEADLINE = 60  # seconds that one run of a program may take
 
 JAPANESE = "こんにちは、世界。\n複合機からのお知らせ：用紙が、なくなりました。\nＡＢＣ かな カナ 漢字 ー〜\n"
 SUBJECT = email.header.Header("日本語の件名 テスト", "iso-2022-jp").encode()
 
 
-class Daemon:
-    """A running velorin-maild with a channel directory of its own."""
-
-    def __init__(self, folder, authority):
-        self.channel = os.path.join(folder, "channel")
-        self.log = os.path.join(folder, "maild.log")
-        config = os.path.join(folder, "maild.conf")
-        with open(config, "w", encoding="utf-8") as out:
-            out.write(f"channel_directory = {self.channel}\nca_file = {authority}\n")
-        with open(self.log, "wb") as log:
-            self.process = subprocess.Popen([os.environ["VELORIN_MAILD"], "--config", config],
-                                            stdin=subprocess.DEVNULL, stdout=log, stderr=subprocess.STDOUT)
-        runner.wait_until(lambda: "ready" in self.text() or self.process.poll() is not None)
-        assert self.process.poll() is None, f"velorin-maild ended: {self.text()}"
-
-    def text(self):
-        with open(self.log, encoding="utf-8", errors="replace") as log:
-            return log.read()
-
-    def stop(self):
-        """Exit status of a daemon that was asked to stop."""
-        self.process.send_signal(signal.SIGTERM)
-        try:
-            return self.process.wait(DEADLINE)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            self.process.wait()
-            return "velorin-maild did not stop"
-
-
-class Send(unittest.TestCase):
-    maxDiff = 2000
-
+class Send(programs.MailCase):
     def setUp(self):
-        temporary = tempfile.TemporaryDirectory(prefix="velorin-send-")
-        self.addCleanup(temporary.cleanup)
-        self.folder = temporary.name
+        super().setUp()
         self.marker = f"{uuid.uuid4()}@e2e.test"
-        self.users = STATE["users"]
+        self.users = self.state["users"]
         self.alice = self.users["alice"]
-        self.daemon = None
 
-    def stop_daemon(self):
-        if self.daemon is None:
-            return
-        daemon, self.daemon = self.daemon, None
-        self.assertEqual(daemon.stop(), 0, daemon.text())
-        for user in self.users.values():
-            self.assertNotIn(user["password"], daemon.text())
-
-    def file(self, name, octets):
-        path = os.path.join(self.folder, name)
-        with open(path, "wb") as out:
-            out.write(octets)
-        return path
-
-    def run_mail(self, command, port, *options, authority=None, stdin=b"", tls="none"):
-        """Runs velorin-mail; its answer is the exit status and the JSON object."""
-        authority = authority or STATE["ca"]
-        environment = {"PATH": os.environ["PATH"], "HOME": self.folder, "TZ": "UTC"}
-        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS"):
-            if name in os.environ:
-                environment[name] = os.environ[name]
-        line = [os.environ["VELORIN_MAIL"], command, "--server", STATE["host"], "--port", str(STATE["ports"][port]),
-                "--tls", tls, "--json", *options]
-        if os.environ["VELORIN_E2E_SERVICE"] == "daemon":
-            if self.daemon is None:
-                self.daemon = Daemon(tempfile.mkdtemp(dir=self.folder), authority)
-                self.addCleanup(self.stop_daemon)
-            environment["VELORIN_CHANNEL_DIR"] = self.daemon.channel
-            line.append("--daemon")
-        else:
-            line += ["--ca-file", authority]
-        done = subprocess.run(line, input=stdin, capture_output=True, env=environment, timeout=DEADLINE, check=False)
-        self.assertTrue(done.stdout, f"exit {done.returncode}, no result, stderr: {done.stderr.decode()}")
-        for user in self.users.values():
-            self.assertNotIn(user["password"].encode(), done.stdout + done.stderr)
-        result = json.loads(done.stdout)
-        self.assertEqual(result["exit_code"], done.returncode)
-        if done.returncode == 0:
-            self.assertEqual(done.stderr, b"")
-        else:
-            self.assertEqual(done.stderr.count(b"\n"), 1, done.stderr)
-        return done.returncode, result
+    def run_mail(self, command, port, *options, tls="none", **rest):
+        """Runs velorin-mail with the server's port of that name."""
+        return super().run_mail(command, "--server", self.state["host"], "--port", str(self.state["ports"][port]),
+                                "--tls", tls, *options, **rest)
 
     def try_to_send(self, port, *options, to=("alice",), text="Hello.\n", **rest):
         addresses = [option for name in to for option in ("--to", self.users[name]["address"])]
@@ -331,8 +248,8 @@ class Send(unittest.TestCase):
         for port, tls in (("tls", "tls"), ("starttls", "starttls")):
             with self.subTest(port):
                 self.stop_daemon()
-                self.refuse("certificate-refused", 76, port, tls=tls, authority=STATE["other_ca"])
-                self.send(port, "--no-verify", tls=tls, authority=STATE["other_ca"])
+                self.refuse("certificate-refused", 76, port, tls=tls, authority=self.state["other_ca"])
+                self.send(port, "--no-verify", tls=tls, authority=self.state["other_ca"])
 
     def test_expired_certificate(self):
         self.refuse("certificate-refused", 76, "expired", tls="tls")
@@ -354,7 +271,7 @@ class Send(unittest.TestCase):
             for kind in ("plain", "login", "cram-md5", "auto"):
                 with self.subTest(port=port, tls=tls, kind=kind):
                     self.send(port, *self.login("alice", "--auth", kind), tls=tls)
-                    logged = mailbox.login_of(STATE, self.marker)
+                    logged = mailbox.login_of(self.state, self.marker)
                     if kind != "auto":
                         self.assertEqual(logged, ("alice", kind.upper()))
                     elif tls == "none":
@@ -383,9 +300,8 @@ class Send(unittest.TestCase):
         result = self.refuse("recipient-refused", 67, "submission")
         self.assertIn("554", result["server_reply"])
 
-    @staticmethod
-    def pop_options(*options, port="pop3", tls="none"):
-        return ["--auth", "pop", "--pop-server", STATE["host"], "--pop-port", str(STATE["ports"][port]),
+    def pop_options(self, *options, port="pop3", tls="none"):
+        return ["--auth", "pop", "--pop-server", self.state["host"], "--pop-port", str(self.state["ports"][port]),
                 "--pop-tls", tls, "--pop-wait", "1", *options]
 
     def pop_account(self):
@@ -413,17 +329,17 @@ class Send(unittest.TestCase):
     # What the server does not take.
 
     def test_size_limit(self):
-        fits = b"x" * (STATE["small_size_limit"] // 2)
+        fits = b"x" * (self.state["small_size_limit"] // 2)
         arrived = self.send("small", "--attach", self.file("fits.bin", fits))
         self.assertEqual(arrived.parts()[1].get_payload(decode=True), fits)
-        too_large = self.file("large.bin", b"x" * STATE["small_size_limit"])
+        too_large = self.file("large.bin", b"x" * self.state["small_size_limit"])
         self.refuse("too-large", 65, "small", "--attach", too_large)
 
     def test_own_size_limit(self):
         self.refuse("too-large", 65, "plain", "--size-limit", "1000", "--attach", self.file("a.bin", b"x" * 1000))
 
     def test_refused_recipient(self):
-        nobody = f"nobody@{STATE['domain']}"
+        nobody = f"nobody@{self.state['domain']}"
         for options in (["--cc", nobody], ["--bcc", nobody]):
             with self.subTest(options[0]):
                 result = self.refuse("recipient-refused", 67, "plain", *options)
@@ -431,6 +347,4 @@ class Send(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    if "--list" not in sys.argv:
-        STATE = mailbox.load_state()
     sys.exit(runner.main(sys.modules[__name__]))
