@@ -14,7 +14,7 @@ constexpr std::uint64_t kMaxNumber = 0x7FFFFFFF;  // the wire has a signed 32-bi
 constexpr std::uint64_t kMaxSize = 0x7FFFFFFF;    // and the device a signed 32-bit size
 constexpr std::size_t kMaxUid = 255;              // octets; RFC 1939 has 70
 constexpr std::size_t kMaxKept = 8u << 20;        // octets of what a listing says
-constexpr std::size_t kMaxListing = 32u << 20;    // octets of a listing on its way, whatever it says
+constexpr std::uint64_t kMaxListing = 8u << 20;   // octets of a listing on its way, whatever it says
 
 std::string_view without_line_end(std::string_view line)
 {
@@ -90,17 +90,15 @@ std::uint32_t Mailbox::ask(Pop3Dialogue& dialogue)
 template <typename Take>
 std::uint32_t Mailbox::read_listing(Pop3Dialogue& dialogue, Take take)
 {
-    dialogue.begin_lines();
+    dialogue.begin_lines(kMaxListing);
     LineSlice slice;
-    std::size_t octets = 0;
     bool sound = true;
     for (;;) {
-        if (const std::uint32_t code = dialogue.next(slice)) return code;
+        const std::uint32_t code = dialogue.next(slice);
+        if (code != 0) return code == kLimitReached && !sound ? kReplyMalformed : code;
         if (dialogue.over()) return sound ? 0 : kReplyMalformed;
-        // What does not fit is read to its end all the same: it belongs to this answer.
+        // What does not fit, or is longer than a slice, is read on all the same: it belongs to this answer.
         sound = sound && slice.starts && slice.ends && take(without_line_end(slice.text));
-        octets += slice.text.size();
-        if (octets > kMaxListing) return kReplyMalformed;
         if (uids_.size() + mails_.size() * sizeof(Mail) > kMaxKept) return kLimitReached;
     }
 }

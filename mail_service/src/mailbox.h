@@ -28,9 +28,10 @@ public:
     bool has_uids() const { return has_uids_; }
 
     // UIDL and LIST. Without UIDL no mail has a unique id.
-    //   result  0, or a return code: nothing is listed then. kReplyMalformed for numbers that come twice or
-    //           are not the same in both; kLimitReached for more than 8 MiB of it. Behind those two the
-    //           answer may be half read: the connection is to be dropped
+    //   result  0, or a return code: nothing is listed then. kReplyMalformed for a line that is none or above
+    //           4 KiB, and for numbers that come twice or are not the same in both; kLimitReached for a listing
+    //           above 8 MiB, on its way or kept. Behind those two the answer may be half read: the connection
+    //           is to be dropped
     std::uint32_t ask(Pop3Dialogue& dialogue);
 
     std::string_view uid_of(const Mail& mail) const { return {uids_.data() + mail.uid_at, mail.uid_length}; }

@@ -8,6 +8,10 @@ namespace {
 // More text than this before the first boundary line is a body, not a hint to old mail programs.
 constexpr std::size_t kMaxPreamble = 64 * 1024;
 
+// The size of a listing is what its server makes of RFC 1939: where line ends count as one octet, and the dots
+// in front of lines not at all, up to twice as much comes. Where it is an estimate, or none, there is this.
+constexpr std::uint64_t kBeyondSize = 64u << 20;
+
 constexpr std::string_view kCrLf = "\r\n";
 constexpr std::string_view kLf = "\n";
 
@@ -24,9 +28,9 @@ bool is_padding(std::string_view text)
 
 }  // namespace
 
-MimeReader::MimeReader(Pop3Dialogue& dialogue) : dialogue_(dialogue)
+MimeReader::MimeReader(Pop3Dialogue& dialogue, std::uint32_t size) : dialogue_(dialogue)
 {
-    dialogue_.begin_lines();
+    dialogue_.begin_lines(2 * std::uint64_t{size} + kBeyondSize);
 }
 
 // "--", a boundary, perhaps "--", padding (RFC 2046, 5.1.1). The innermost multipart goes first.

@@ -20,14 +20,16 @@ namespace velorin::service {
 //   - a boundary of an outer multipart ends the inner ones; the end of the mail ends all
 //   - a multipart without any boundary line, or with a closing one only, has one part: its text
 //   - below 20 levels a multipart is a body; the 1,000th part goes on to the end of the mail
+// A mail that goes on far beyond its size is not read for ever: kLimitReached, and the connection is dropped.
 // Results are 0 or a return code of the dialogue.
 class MimeReader {
 public:
     static constexpr std::size_t kMaxDepth = 20;
     static constexpr std::size_t kMaxParts = 1000;
 
-    // Behind the positive reply to RETR.
-    explicit MimeReader(Pop3Dialogue& dialogue);
+    // Behind the positive reply to RETR or TOP.
+    //   in      size: octets, as the server listed it
+    MimeReader(Pop3Dialogue& dialogue, std::uint32_t size);
 
     // The header of the mail; first of all.
     std::uint32_t read_header(HeaderBlock& header);

@@ -130,8 +130,9 @@ std::uint32_t Pop3Dialogue::read_status()
     }
 }
 
-void Pop3Dialogue::begin_lines()
+void Pop3Dialogue::begin_lines(std::uint64_t most)
 {
+    octets_left_ = most;
     over_ = false;
     at_line_start_ = true;
     at_wire_line_start_ = true;
@@ -144,7 +145,7 @@ void Pop3Dialogue::restart_clock()
 }
 
 // Every full buffer gets a deadline of its own, so that a large mail may take its time on a slow line while a
-// server that gives an octet a second does not.
+// server that gives an octet a second does not. What an answer may have in all bounds their number.
 std::uint32_t Pop3Dialogue::fill()
 {
     if (in_at_ > 0) {
@@ -194,6 +195,10 @@ std::uint32_t Pop3Dialogue::next(LineSlice& slice)
             continue;
         }
         std::size_t length = end != nullptr ? static_cast<std::size_t>(end - from) + 1 - dot : kMaxSlice;
+        if (dot + length > octets_left_) {
+            connection_.drop();
+            return kLimitReached;
+        }
         // A CR and its LF stay together.
         if (end == nullptr && from[dot + length - 1] == '\r') --length;
         slice.text = std::string_view(from + dot, length);
@@ -203,6 +208,7 @@ std::uint32_t Pop3Dialogue::next(LineSlice& slice)
         at_line_start_ = slice.ends;
         at_wire_line_start_ = slice.ends && (lf_lines_ || (length >= 2 && slice.text[length - 2] == '\r'));
         in_at_ += dot + length;
+        octets_left_ -= dot + length;
         return 0;
     }
     return 0;

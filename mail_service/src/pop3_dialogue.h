@@ -43,7 +43,9 @@ public:
     const std::string& text() const { return text_; }
 
     // After a command with a multi-line answer: its lines, up to and with the final dot.
-    void begin_lines();
+    //   in      most: octets. An answer with more of them has no end: kLimitReached, and the connection is
+    //           dropped
+    void begin_lines(std::uint64_t most);
     // Another operation goes on reading: it has time of its own.
     void restart_clock();
     //   out     slice: when the result is 0 and over() is false
@@ -69,6 +71,7 @@ private:
     std::uint32_t timeout_;  // of the command under way
     Deadline deadline_;
     std::size_t since_deadline_ = 0;  // octets
+    std::uint64_t octets_left_ = 0;   // that the answer may still have
     std::vector<char> in_;            // octets received; those before in_at_ are used up
     std::size_t in_at_ = 0;
     std::size_t in_count_ = 0;

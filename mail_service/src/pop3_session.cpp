@@ -17,6 +17,11 @@ namespace {
 constexpr std::uint32_t kQuitTimeout = 5;  // seconds; nobody waits longer for a farewell
 constexpr std::uint64_t kMaxCount = 0x7FFFFFFF;
 
+std::uint32_t farewell_timeout(const ServerAccount& account)
+{
+    return std::min(kQuitTimeout, account.command_timeout);
+}
+
 std::string with_number(const char* command, std::uint32_t number)
 {
     return std::string(command) + " " + std::to_string(number);
@@ -83,7 +88,7 @@ std::uint32_t Pop3Session::test()
     if (state_ != State::apart) return kWrongOrder;
     ServerConnection connection(cancel_signal(), *last_reply_);
     if (const std::uint32_t code = open(connection)) return code;
-    Pop3Dialogue(connection, *last_reply_, account_.command_timeout).leave(kQuitTimeout);
+    Pop3Dialogue(connection, *last_reply_, account_.command_timeout).leave(farewell_timeout(account_));
     return 0;
 }
 
@@ -178,6 +183,13 @@ std::uint32_t Pop3Session::look_up(const Info& info, const Mailbox::Mail*& mail)
     return mail != nullptr ? 0 : kNoSuchMail;
 }
 
+// A number alone says too little: it is another mail's on the next connection. It counts where the server has
+// nothing else, for a mail that this connection has shown to the caller.
+bool Pop3Session::may_be_deleted(const Info& info, const Mailbox::Mail& mail) const
+{
+    return mailbox_.has_uids() ? !info.c_uniq_id().empty() : mail.handed_out;
+}
+
 // Whether a caller means the mail under way.
 bool Pop3Session::is_current(const Mail& mail) const
 {
@@ -197,7 +209,7 @@ std::uint32_t Pop3Session::retrieve(const Mail& mail, bool convert, Mail& answer
         top_only ? dialogue_->command(with_number("TOP", meant->number) + " 0", kCommandRefused)
                  : dialogue_->command(with_number("RETR", meant->number), kNoSuchMail);
     if (code != 0) return settle(code);
-    reader_.emplace(*dialogue_);
+    reader_.emplace(*dialogue_, meant->size);
     HeaderBlock header;
     if (const std::uint32_t failure = reader_->read_header(header)) return settle(failure);
     part_ = CurrentPart();
@@ -389,6 +401,7 @@ std::uint32_t Pop3Session::remove(const Mail& mail)
     last_reply_->forget();
     const Mailbox::Mail* meant = nullptr;
     if (const std::uint32_t code = look_up(mail.c_mail_info(), meant)) return settle(code);
+    if (!may_be_deleted(mail.c_mail_info(), *meant)) return kNoSuchMail;
     return settle(delete_number(meant->number));
 }
 
@@ -454,8 +467,7 @@ std::uint32_t Pop3Session::close()
 
 void Pop3Session::quit()
 {
-    if (state_ == State::connected && !deleted_)
-        dialogue_->leave(std::min(kQuitTimeout, account_.command_timeout));
+    if (state_ == State::connected && !deleted_) dialogue_->leave(farewell_timeout(account_));
     drop();
 }
 

@@ -85,6 +85,7 @@ private:
     void mail_over();
 
     std::uint32_t look_up(const Info& info, const Mailbox::Mail*& mail);
+    bool may_be_deleted(const Info& info, const Mailbox::Mail& mail) const;
     bool is_current(const Mail& mail) const;
     std::uint32_t retrieve(const Mail& mail, bool convert, Mail& answer, std::size_t room, bool top_only);
     void begin_body();

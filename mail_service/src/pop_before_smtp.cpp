@@ -12,6 +12,8 @@
 namespace velorin::service {
 namespace {
 
+constexpr std::size_t kMaxReply = 2048;  // octets; RFC 2449 has 512
+
 // The log-in counts for the server once QUIT is answered; what the answer says does not matter.
 std::uint32_t leave(ServerConnection& connection, std::uint32_t timeout)
 {
@@ -20,9 +22,12 @@ std::uint32_t leave(ServerConnection& connection, std::uint32_t timeout)
     if (const std::uint32_t code = connection.send(kQuit, sizeof kQuit - 1, deadline)) return code;
     std::array<char, 512> reply;
     std::size_t count = 0;
+    std::size_t taken = 0;
     do {
+        if (taken > kMaxReply) return kReplyMalformed;
         if (const std::uint32_t code = connection.receive(reply.data(), reply.size(), count, deadline))
             return code;
+        taken += count;
     } while (std::memchr(reply.data(), '\n', count) == nullptr);
     return 0;
 }

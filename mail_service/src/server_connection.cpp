@@ -4,6 +4,7 @@
 #include <array>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <curl/curl.h>
@@ -98,9 +99,17 @@ std::uint32_t code_of_refused_login(const ServerAccount& account, const OpeningR
     return replies.code() < 500 ? kTryLater : kLoginRefused;
 }
 
-std::uint32_t code_of_failure(CURLcode result, const ServerAccount& account, const OpeningReplies& replies)
+// libcurl has bounds of its own for what a server says, but no result of their own.
+bool says_too_much(const char* error)
 {
-    if (replies.malformed()) return kReplyMalformed;
+    const std::string_view text = error;
+    return text.find("Too large response") != text.npos || text.find("too big to handle") != text.npos;
+}
+
+std::uint32_t code_of_failure(CURLcode result, const char* error, const ServerAccount& account,
+                              const OpeningReplies& replies)
+{
+    if (replies.malformed() || says_too_much(error)) return kReplyMalformed;
     switch (result) {
     case CURLE_COULDNT_RESOLVE_HOST:
         return kNameLookup;
@@ -161,10 +170,11 @@ private:
     bool accepted_ = true;
 };
 
-bool apply(CURL* easy, const ServerAccount& account, const OpeningRules& rules, bool log_in,
+bool apply(CURL* easy, const ServerAccount& account, const OpeningRules& rules, bool log_in, char* error,
            OpeningReplies& replies)
 {
     Options options(easy);
+    options.set(CURLOPT_ERRORBUFFER, error);
     options.set(CURLOPT_CONNECT_ONLY, 1L);
     options.set(CURLOPT_URL, url_of(account).c_str());
     options.set(CURLOPT_PROTOCOLS_STR, "smtp,smtps,pop3,pop3s");
@@ -236,6 +246,7 @@ struct ServerConnection::Handles {
     CURLM* multi = nullptr;
     CURL* easy = nullptr;
     bool added = false;
+    std::array<char, CURL_ERROR_SIZE> error{};  // of opening, in libcurl's words
 
     Handles() = default;
     Handles(const Handles&) = delete;
@@ -270,7 +281,8 @@ std::uint32_t ServerConnection::open(const ServerAccount& account, const Opening
     handles->multi = curl_multi_init();
     handles->easy = curl_easy_init();
     if (handles->multi == nullptr || handles->easy == nullptr) return kInternalFailure;
-    if (!apply(handles->easy, account, rules, log_in, replies)) return kInternalFailure;
+    if (!apply(handles->easy, account, rules, log_in, handles->error.data(), replies))
+        return kInternalFailure;
     if (curl_multi_add_handle(handles->multi, handles->easy) != CURLM_OK) return kInternalFailure;
     handles->added = true;
 
@@ -298,7 +310,7 @@ std::uint32_t ServerConnection::open(const ServerAccount& account, const Opening
     if (result != CURLE_OK) {
         const bool pop3 = account.protocol == ServerProtocol::pop3;
         apop_refused_ = pop3 && !account.apop && replies.refused() && replies.offers_apop_only();
-        return code_of_failure(result, account, replies);
+        return code_of_failure(result, handles->error.data(), account, replies);
     }
     // A server that offers no log-in at all lets libcurl report success.
     const bool smtp = account.protocol == ServerProtocol::smtp;
@@ -375,6 +387,11 @@ std::uint32_t ServerConnection::receive(char* buffer, std::size_t capacity, std:
                                         Deadline deadline)
 {
     for (;;) {
+        // Also where the server always has something to say, so that nobody ever waits.
+        if (cancel_.raised()) {
+            drop();
+            return kAborted;
+        }
         if (const std::uint32_t code = receive_now(buffer, capacity, count)) return code;
         if (count > 0) return 0;
         if (const std::uint32_t code = wait(POLLIN, deadline)) {

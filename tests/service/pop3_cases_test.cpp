@@ -1,5 +1,6 @@
-// Plays every script of the folder cases/pop3/: a conversation with a server, octet by octet, and what the
-// operations of a session return and hand out.
+// Plays every script of the folder cases/pop3/: a conversation with a server and what the operations of a
+// session return and hand out. Each is played twice, by a server that sends line by line and by one that sends
+// octet by octet.
 //
 // The notes of a script ("@ ...") are done in their order:
 //   @ set FIELD VALUE          a setting: n_timeout, is_apop, n_tls_mode, n_ssl_auth, user, password
@@ -26,6 +27,8 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -80,10 +83,42 @@ std::string text_of(const Info& info)
     return std::to_string(info.n_id()) + ":" + info.c_uniq_id() + ":" + std::to_string(info.n_status());
 }
 
+enum class Sends { lines, octets };  // how the server sends what the script has
+
+// The same script from a server that sends every octet for itself. What is sent many times goes whole.
+Script one_octet_at_a_time(Script script)
+{
+    using Act = Script::Act;
+    for (auto& commands : script.connections) {
+        std::vector<Script::Command> slow;
+        int interval = 0;
+        const auto set_interval = [&](int line, int value) {
+            slow.push_back({line, Act::kTrickle, {}, value, {}});
+        };
+        set_interval(0, interval);
+        bool repeated = false;
+        for (const Script::Command& command : commands) {
+            if (command.act == Act::kTrickle) interval = command.number;
+            if (command.act == Act::kRepeat) set_interval(command.line, -1);
+            slow.push_back(command);
+            if (repeated) set_interval(command.line, interval);
+            repeated = command.act == Act::kRepeat;
+        }
+        commands = std::move(slow);
+    }
+    return script;
+}
+
+Script read_script(const std::string& path, Sends sends)
+{
+    Script script = Script::read(path);
+    return sends == Sends::octets ? one_octet_at_a_time(std::move(script)) : script;
+}
+
 class Pop3Player {
 public:
-    explicit Pop3Player(const std::string& path)
-        : server_(Script::read(path)), service_(quick_options()), client_(pop3_directly(service_))
+    Pop3Player(const std::string& path, Sends sends)
+        : server_(read_script(path, sends)), service_(quick_options()), client_(pop3_directly(service_))
     {
         client_.settings.set_n_port(server_.port());
     }
@@ -230,11 +265,12 @@ private:
     bool client_goes_ = false;
 };
 
-class Pop3ScriptedCase : public testing::TestWithParam<std::string> {};
+class Pop3ScriptedCase : public testing::TestWithParam<std::tuple<std::string, Sends>> {};
 
 TEST_P(Pop3ScriptedCase, IsPlayedAsWritten)
 {
-    Pop3Player player(std::string(VELORIN_POP3_CASES) + "/" + GetParam() + ".txt");
+    const auto& [name, sends] = GetParam();
+    Pop3Player player(std::string(VELORIN_POP3_CASES) + "/" + name + ".txt", sends);
     player.play();
 }
 
@@ -248,8 +284,13 @@ std::vector<std::string> names_of_cases()
     return names;
 }
 
-INSTANTIATE_TEST_SUITE_P(Pop3, Pop3ScriptedCase, testing::ValuesIn(names_of_cases()),
-                         [](const auto& test) { return test.param; });
+INSTANTIATE_TEST_SUITE_P(Pop3, Pop3ScriptedCase,
+                         testing::Combine(testing::ValuesIn(names_of_cases()),
+                                          testing::Values(Sends::lines, Sends::octets)),
+                         [](const auto& test) {
+                             const bool lines = std::get<1>(test.param) == Sends::lines;
+                             return std::get<0>(test.param) + (lines ? "_by_line" : "_octet_by_octet");
+                         });
 
 }  // namespace
 }  // namespace velorin::service

@@ -43,6 +43,51 @@ TEST(Pop3Delete, HoldsAtClose)
     EXPECT_EQ(2u, fixture.server.maildrop().mails().size());
 }
 
+// A number alone may be another mail's by now.
+TEST(Pop3Delete, WantsTheUniqueId)
+{
+    Pop3Fixture fixture(with_mails(small_mails(3)));
+    Pop3Client& client = fixture.client;
+    ASSERT_EQ("ok", name_of(client.open(fixture.server.port())));
+    client.mean(2);
+    EXPECT_EQ("no-such-mail", name_of(client.remove()));
+    ASSERT_EQ("ok", name_of(client.update()));
+    client.mean(2, "", client.list.c_list(1).n_size());
+    EXPECT_EQ("no-such-mail", name_of(client.remove())) << "of the right size, too";
+    *client.list.mutable_c_list(1) = info(2, "", 2);
+    EXPECT_EQ("ok", name_of(client.remove_by_uid()));
+    EXPECT_EQ("1:uid-1:1 2::2 3:uid-3:1", text_of(client.list));
+    EXPECT_EQ(std::string::npos, client_lines(fixture).find("DELE"));
+    client.mean(2);
+    ASSERT_EQ("ok", name_of(client.header_only())) << "reading harms nothing";
+    EXPECT_EQ("ok", name_of(client.remove())) << "the header has brought the unique id";
+    EXPECT_EQ("ok", name_of(client.close()));
+    EXPECT_EQ(2u, fixture.server.maildrop().mails().size());
+}
+
+// Where the server has none, the number counts for mails that this connection has shown.
+TEST(Pop3Delete, WithoutUniqueIdsWantsAMailOfThisConnection)
+{
+    Pop3Options options = with_mails(small_mails(3));
+    options.uidl = false;
+    Pop3Fixture fixture(std::move(options));
+    Pop3Client& client = fixture.client;
+    ASSERT_EQ("ok", name_of(client.open(fixture.server.port())));
+    client.mean(2);
+    EXPECT_EQ("no-such-mail", name_of(client.remove()));
+    ASSERT_EQ("ok", name_of(client.header_only()));
+    EXPECT_EQ("ok", name_of(client.remove()));
+    client.list.set_n_max_list_size(1);
+    ASSERT_EQ("ok", name_of(client.update()));
+    ASSERT_EQ("1::1", text_of(client.list));
+    client.mean(3);
+    EXPECT_EQ("no-such-mail", name_of(client.remove())) << "not in the list";
+    client.mean(1);
+    EXPECT_EQ("ok", name_of(client.remove()));
+    EXPECT_EQ("ok", name_of(client.close()));
+    EXPECT_EQ(1u, fixture.server.maildrop().mails().size());
+}
+
 TEST(Pop3Delete, WithoutCloseNothingIsDeleted)
 {
     struct {
@@ -173,6 +218,7 @@ TEST(Pop3Delete, TheServersVerdictOnQuitCounts)
         Pop3Fixture fixture(std::move(options), quick);
         fixture.client.settings.set_n_timeout(1);
         ASSERT_EQ("ok", name_of(fixture.client.open(fixture.server.port())));
+        fixture.client.mean(1, "uid-1");
         if (one.deleting) {
             ASSERT_EQ("ok", name_of(fixture.client.remove()));
         }

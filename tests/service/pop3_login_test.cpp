@@ -264,6 +264,7 @@ TEST(Pop3Deadline, HoldsAtEveryStep)
         Pop3Fixture fixture(std::move(options));
         Pop3Client& client = fixture.client;
         client.settings.set_n_timeout(1);
+        client.mean(1, "uid-1");
         ASSERT_EQ("ok", name_of(client.create()));
         if (one.step >= Step::kStat || one.step == Step::kNoop || one.step == Step::kQuit) {
             ASSERT_EQ("ok", name_of(client.connect())) << one.label;
@@ -275,6 +276,21 @@ TEST(Pop3Deadline, HoldsAtEveryStep)
         EXPECT_LT(taken, std::chrono::seconds(4)) << one.label;
         EXPECT_EQ("ok", name_of(client.connect())) << one.label << ": the session may try again";
     }
+}
+
+// Nobody waits longer for a farewell than for a reply.
+TEST(Pop3Deadline, HoldsForTheFarewellOfATest)
+{
+    Pop3Options options = with_mails({});
+    options.rules = {Rule(Step::kQuit).silence()};
+    Pop3Fixture fixture(std::move(options));
+    fixture.client.settings.set_n_timeout(1);
+    ASSERT_EQ("ok", name_of(fixture.client.create()));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ("ok", name_of(fixture.client.test()));
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(taken, std::chrono::milliseconds(900));
+    EXPECT_LT(taken, std::chrono::seconds(4));
 }
 
 // A session that waits for its server holds up no other, and is busy for a second caller.
@@ -304,6 +320,7 @@ TEST(Pop3Deadline, AVerdictIsWaitedForWhenTheServiceStops)
     options.rules = {Rule(Step::kQuit).delay(300)};
     Pop3Fixture fixture(std::move(options));
     ASSERT_EQ("ok", name_of(fixture.client.open(fixture.server.port())));
+    fixture.client.mean(1, "uid-1");
     ASSERT_EQ("ok", name_of(fixture.client.remove()));
     std::string verdict;
     std::thread closing([&] { verdict = name_of(fixture.client.close()); });

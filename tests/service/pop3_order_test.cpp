@@ -127,7 +127,10 @@ const Operation operations[] = {
      [](Pop3Client& client) { return client.skip_mail(); },
      {kWho, kNo, kNo, kOk, kNo, kOk, kOk, kOk, kOk}},
     {"delete",
-     [](Pop3Client& client) { return client.remove(); },
+     [](Pop3Client& client) {
+         client.mean(1, "uid-1");
+         return client.remove();
+     },
      {kWho, kNo, kOk, kNo, kOk, kNo, kNo, kNo, kNo}},
     {"delete by uid",
      [](Pop3Client& client) { return client.remove_by_uid(); },
@@ -219,6 +222,30 @@ TEST(Pop3Order, AnOwnAddressOfAnyLengthFits)
     fixture.client.ref_mail_address();
     EXPECT_GT(fixture.client.address.size(), 8000u);
     EXPECT_EQ("example.com", fixture.client.address.substr(fixture.client.address.size() - 11));
+}
+
+// A caller whose buffer is small has an answer as long as one without lists and texts fits.
+TEST(Pop3Order, AnAnswerFitsASmallBuffer)
+{
+    constexpr std::uint32_t kSmallest = 48;  // octets
+    for (std::uint32_t capacity = kSmallest; capacity < 400; capacity += 8) {
+        Pop3Fixture fixture(with_mails(small_mails(2)));
+        Pop3Client client(pop3_directly(fixture.service, velorin_test::this_caller(), capacity));
+        client.settings.mutable_c_address()->set_c_address("Me <" + std::string(500, 'm') + "@example.com>");
+        ASSERT_EQ("ok", name_of(client.open(fixture.server.port())));
+        EXPECT_EQ(0u, client.ref_mail_address()) << capacity;
+        const auto fill = [&] {
+            client.list.clear_c_list();
+            client.list.set_n_max_list_size(200);
+            for (int number = 1; number <= 100; ++number)
+                *client.list.add_c_list() = velorin_test::info(number, "uid-" + std::to_string(number), 0);
+        };
+        for (const auto run : {&Pop3Client::update, &Pop3Client::next, &Pop3Client::remove_by_uid}) {
+            fill();
+            EXPECT_NE(kNoAnswer, (client.*run)()) << capacity;
+            EXPECT_LT(client.list.ByteSizeLong(), capacity);
+        }
+    }
 }
 
 // SMTP and POP3 sessions of one number are two sessions.
