@@ -44,6 +44,12 @@ private:
     State* state_;  // owned; null when memory ran out
 };
 
+// Content type of a mail's own part (CntsMLUTLMailPart::m_eContentType) with which an application asks
+// ReceiveHeader for the mail as the server has it. No header member is filled then, the mail has one part of
+// this content type, and ReceiveBody gives every octet of the mail, its header first. No header of a mail ever
+// leads to this number.
+constexpr std::int32_t kContentTypeWholeMail = 0x00524157;
+
 struct VELORIN_SERVICE_API ReturnCode {
     std::uint32_t code;
     const char* name;      // lower case, words joined by hyphens

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "CntsMLUTLMailType.h"
 #include "ntc_email_esu_mlutl.pb.h"
 #include "ntc_email_esu_pop3.pb.h"
+#include "velorin_mail_service.h"
 
 #include "last_reply.h"
 #include "mail_answer.h"
@@ -25,6 +27,16 @@ std::uint32_t farewell_timeout(const ServerAccount& account)
 std::string with_number(const char* command, std::uint32_t number)
 {
     return std::string(command) + " " + std::to_string(number);
+}
+
+// Of a mail that is given as the server has it.
+PartFacts facts_of_whole_mail()
+{
+    PartFacts facts;
+    facts.content_type = kContentTypeWholeMail;
+    facts.transfer_encoding = CntsMLUTLMailType::eTransferEncoding8bit;
+    facts.is_text = false;
+    return facts;
 }
 
 }  // namespace
@@ -211,9 +223,14 @@ std::uint32_t Pop3Session::retrieve(const Mail& mail, bool convert, Mail& answer
     if (code != 0) return settle(code);
     reader_.emplace(*dialogue_, meant->size);
     HeaderBlock header;
-    if (const std::uint32_t failure = reader_->read_header(header)) return settle(failure);
     part_ = CurrentPart();
-    part_.facts = read_facts(header, convert, false);
+    const bool as_it_is = !top_only && mail.my_part().e_content_type() == kContentTypeWholeMail;
+    if (as_it_is) {
+        part_.facts = facts_of_whole_mail();
+    } else {
+        if (const std::uint32_t failure = reader_->read_header(header)) return settle(failure);
+        part_.facts = read_facts(header, convert, false);
+    }
     if (top_only) {
         if (const std::uint32_t failure = reader_->skip_mail()) return settle(failure);
     } else {
