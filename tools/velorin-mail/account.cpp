@@ -1,77 +1,21 @@
 #include "account.h"
 
-#include <cerrno>
-#include <cstdlib>
 #include <limits>
 
-#include <sys/stat.h>
 #include <unistd.h>
+
+#include "setting_values.h"
 
 namespace velorin::cli {
 
 namespace {
 
-constexpr const char* kStep = "settings";
+constexpr const char* kStep = kSettingsStep;
 constexpr std::int32_t kSmtpsPort = 465;
+constexpr std::int32_t kPop3Port = 110;
 constexpr std::int32_t kPop3sPort = 995;
 constexpr std::int32_t kSubmissionPort = 587;
 constexpr long kMaxSeconds = 86400;  // a day; longer waits are mistakes of unit
-
-std::string text_of(const Settings& settings, const char* name)
-{
-    const auto found = settings.find(name);
-    return found == settings.end() ? std::string() : found->second;
-}
-
-bool is_on(const Settings& settings, const char* name)
-{
-    return text_of(settings, name) == "true";
-}
-
-bool has_control(const std::string& text)
-{
-    for (const char c : text) {
-        const auto octet = static_cast<unsigned char>(c);
-        if (octet < 0x20 || octet == 0x7F) return true;
-    }
-    return false;
-}
-
-// A decimal number in a range.
-//   out     value: unchanged when the setting is absent
-bool read_number(const Settings& settings, const char* name, long low, long high, long& value,
-                 Failure& failure)
-{
-    const auto found = settings.find(name);
-    if (found == settings.end()) return true;
-    const std::string& text = found->second;
-    char* end = nullptr;
-    errno = 0;
-    const long long number = std::strtoll(text.c_str(), &end, 10);
-    const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-    if (!digits || errno != 0 || *end != '\0' || number < low || number > high)
-        return fail(failure, kExitUsage, kStep,
-                    std::string(name) + " must be a number from " + std::to_string(low) + " to " +
-                        std::to_string(high));
-    value = static_cast<long>(number);
-    return true;
-}
-
-bool read_tls(const Settings& settings, const char* name, TlsMode& mode, bool& given, Failure& failure)
-{
-    const auto found = settings.find(name);
-    given = found != settings.end();
-    if (!given) return true;
-    if (found->second == "none")
-        mode = TlsMode::kNone;
-    else if (found->second == "starttls")
-        mode = TlsMode::kStartTls;
-    else if (found->second == "tls")
-        mode = TlsMode::kFromTheStart;
-    else
-        return fail(failure, kExitUsage, kStep, std::string(name) + " must be none, starttls or tls");
-    return true;
-}
 
 bool read_auth(const Settings& settings, AuthKind& kind, bool& given, Failure& failure)
 {
@@ -93,24 +37,6 @@ bool read_auth(const Settings& settings, AuthKind& kind, bool& given, Failure& f
                 "auth must be none, auto, plain, login, cram-md5, pop or xoauth2");
 }
 
-bool read_password_source(const Settings& settings, const std::string& prefix, PasswordSource& source,
-                          Failure& failure)
-{
-    source.command = text_of(settings, (prefix + "password-command").c_str());
-    source.file = text_of(settings, (prefix + "password-file").c_str());
-    if (source.command.empty() || source.file.empty()) return true;
-    return fail(failure, kExitUsage, kStep,
-                "give either " + prefix + "password-command or " + prefix + "password-file, not both");
-}
-
-// "~/" at the front of a file name of the configuration file, where no shell replaces it.
-std::string at_home(const std::string& path)
-{
-    const char* const home = std::getenv("HOME");
-    if (path.compare(0, 2, "~/") != 0 || home == nullptr) return path;
-    return home + path.substr(1);
-}
-
 // This machine's name when it can stand in a greeting (RFC 5321, section 4.1.2); empty when not.
 std::string machine_name()
 {
@@ -121,15 +47,6 @@ std::string machine_name()
         if (!letter && !(*c >= '0' && *c <= '9') && *c != '-' && *c != '.') return std::string();
     }
     return name;
-}
-
-bool check_texts(const Settings& settings, Failure& failure)
-{
-    for (const auto& [name, value] : settings)
-        if (has_control(value))
-            return fail(failure, kExitUsage, kStep,
-                        name + " holds a line break or another control character");
-    return true;
 }
 
 bool read_pop(const Settings& settings, Account& account, Failure& failure)
@@ -155,37 +72,26 @@ bool read_pop(const Settings& settings, Account& account, Failure& failure)
     return true;
 }
 
-}  // namespace
-
-bool make_account(const Settings& settings, Account& account, Failure& failure)
+// The name of a server, as it is given.
+bool check_server(const std::string& server, Failure& failure)
 {
-    account = Account();
-    if (!check_texts(settings, failure)) return false;
-    long port = 0;
+    if (server.empty()) return fail(failure, kExitUsage, kStep, "no server, give --server HOST");
+    if (server.find_first_of(" \t/@") != std::string::npos)
+        return fail(failure, kExitUsage, kStep, "\"" + server + "\" is not the name or address of a server");
+    return true;
+}
+
+// What does not depend on the protocol, but for the server's name.
+bool read_connection(const Settings& settings, Account& account, Failure& failure)
+{
     long timeout = 0;
     long data_timeout = 0;
-    long size_limit = 0;
-    bool tls_given = false;
-    bool auth_given = false;
-    if (!read_number(settings, "port", 1, 65535, port, failure)) return false;
     if (!read_number(settings, "timeout", 1, kMaxSeconds, timeout, failure)) return false;
     if (!read_number(settings, "data-timeout", 1, kMaxSeconds, data_timeout, failure)) return false;
-    if (!read_number(settings, "size-limit", 1, std::numeric_limits<std::int32_t>::max(), size_limit,
-                     failure))
-        return false;
-    if (!read_tls(settings, "tls", account.tls, tls_given, failure)) return false;
-    if (!read_auth(settings, account.auth, auth_given, failure)) return false;
     if (!read_password_source(settings, "", account.password, failure)) return false;
-
     account.server = text_of(settings, "server");
-    if (account.server.empty()) return fail(failure, kExitUsage, kStep, "no server, give --server HOST");
-    if (account.server.find_first_of(" \t/@") != std::string::npos)
-        return fail(failure, kExitUsage, kStep,
-                    "\"" + account.server + "\" is not the name or address of a server");
-    account.port = static_cast<std::int32_t>(port);
     account.timeout = static_cast<std::uint32_t>(timeout);
     account.data_timeout = static_cast<std::uint32_t>(data_timeout);
-    account.size_limit = static_cast<std::int32_t>(size_limit);
     account.ca_file = at_home(text_of(settings, "ca-file"));
     account.password.file = at_home(account.password.file);
     account.verify = !is_on(settings, "no-verify");
@@ -193,36 +99,101 @@ bool make_account(const Settings& settings, Account& account, Failure& failure)
     account.user = text_of(settings, "user");
     account.ipv6 = is_on(settings, "ipv6");
     account.daemon = is_on(settings, "daemon");
-    account.host_name = settings.count("host-name") != 0 ? text_of(settings, "host-name") : machine_name();
-    account.from = text_of(settings, "from");
-    account.sender = text_of(settings, "sender");
-    account.reply_to = text_of(settings, "reply-to");
-    if (settings.count("charset") != 0) account.charset = text_of(settings, "charset");
+    return true;
+}
 
-    if (!auth_given) account.auth = account.user.empty() ? AuthKind::kNone : AuthKind::kAuto;
-    // A password never goes out in clear unless somebody says so.
-    if (!tls_given) {
-        if (account.port == kSmtpsPort)
-            account.tls = TlsMode::kFromTheStart;
-        else if (account.auth != AuthKind::kNone)
-            account.tls = TlsMode::kStartTls;
-    }
-    if (account.port == 0 && account.tls == TlsMode::kStartTls) account.port = kSubmissionPort;
-    if (account.auth != AuthKind::kNone && account.auth != AuthKind::kPop && account.user.empty())
-        return fail(failure, kExitUsage, kStep,
-                    "auth " + text_of(settings, "auth") + " needs a user, give --user NAME");
+bool check_authorities(const Account& account, Failure& failure)
+{
     if (!account.ca_file.empty() && ::access(account.ca_file.c_str(), R_OK) != 0)
         return fail(failure, kExitConfig, kStep, "cannot read the certificates in " + account.ca_file);
     if (account.daemon && !account.ca_file.empty())
         return fail(
             failure, kExitConfig, kStep,
             "ca-file is a setting of the running mail service, it cannot be given together with daemon");
-    return read_pop(settings, account, failure);
+    return true;
+}
+
+// Port and TLS of the SMTP server, from which those of the POP3 server may follow.
+//   in      logs_in: a password never goes out in clear unless somebody says so
+bool read_port_and_tls(const Settings& settings, bool logs_in, Account& account, Failure& failure)
+{
+    long port = 0;
+    bool tls_given = false;
+    if (!read_number(settings, "port", 1, 65535, port, failure)) return false;
+    if (!read_tls(settings, "tls", account.tls, tls_given, failure)) return false;
+    account.port = static_cast<std::int32_t>(port);
+    if (tls_given) return true;
+    if (account.port == kSmtpsPort)
+        account.tls = TlsMode::kFromTheStart;
+    else if (logs_in)
+        account.tls = TlsMode::kStartTls;
+    return true;
+}
+
+}  // namespace
+
+bool make_account(const Settings& settings, Account& account, Failure& failure)
+{
+    account = Account();
+    if (!check_texts(settings, failure)) return false;
+    long size_limit = 0;
+    bool auth_given = false;
+    if (!read_number(settings, "size-limit", 1, std::numeric_limits<std::int32_t>::max(), size_limit,
+                     failure))
+        return false;
+    if (!read_auth(settings, account.auth, auth_given, failure)) return false;
+    if (!read_connection(settings, account, failure)) return false;
+    if (!auth_given) account.auth = account.user.empty() ? AuthKind::kNone : AuthKind::kAuto;
+    if (!read_port_and_tls(settings, account.auth != AuthKind::kNone, account, failure)) return false;
+    if (!check_server(account.server, failure)) return false;
+    account.size_limit = static_cast<std::int32_t>(size_limit);
+    account.host_name = settings.count("host-name") != 0 ? text_of(settings, "host-name") : machine_name();
+    account.from = text_of(settings, "from");
+    account.sender = text_of(settings, "sender");
+    account.reply_to = text_of(settings, "reply-to");
+    if (settings.count("charset") != 0) account.charset = text_of(settings, "charset");
+    if (account.port == 0 && account.tls == TlsMode::kStartTls) account.port = kSubmissionPort;
+    if (account.auth != AuthKind::kNone && account.auth != AuthKind::kPop && account.user.empty())
+        return fail(failure, kExitUsage, kStep,
+                    "auth " + text_of(settings, "auth") + " needs a user, give --user NAME");
+    return check_authorities(account, failure) && read_pop(settings, account, failure);
+}
+
+bool make_mailbox_account(const Settings& settings, Account& account, Failure& failure)
+{
+    account = Account();
+    if (!check_texts(settings, failure) || !read_connection(settings, account, failure) ||
+        !read_port_and_tls(settings, true, account, failure) || !read_pop(settings, account, failure))
+        return false;
+    if (!check_server(account.pop_server, failure)) return false;
+    if (account.pop_user.empty()) return fail(failure, kExitUsage, kStep, "no user, give --user NAME");
+    if (!account.pop_password.given()) account.pop_password = account.password;
+    if (account.pop_port == 0)
+        account.pop_port = account.pop_tls == TlsMode::kFromTheStart ? kPop3sPort : kPop3Port;
+    return check_authorities(account, failure);
 }
 
 bool needs_password(const Account& account)
 {
     return account.auth != AuthKind::kNone;
+}
+
+std::unique_ptr<CntsPOP3Settings> make_pop3_settings(const Account& account, const Secret& password)
+{
+    SPOP3Setting record;
+    record.c_server.CopyString(account.pop_server.c_str(), -1);
+    record.c_user_id.CopyString(account.pop_user.c_str(), -1);
+    record.c_passwd.CopyString(password.c_str(), -1);
+    record.n_port = account.pop_port;
+    record.is_apop = account.pop_apop ? 1 : 0;
+    record.n_timeout = static_cast<std::int32_t>(account.timeout);
+    record.b_is_ipv6 = account.ipv6 ? 1 : 0;
+    record.n_tls_mode = static_cast<std::uint8_t>(account.pop_tls);
+    record.n_ssl_auth = account.verify ? 0 : 1;
+    record.n_ssl_encrypt = account.tls13_only ? 1 : 0;
+    auto settings = std::make_unique<CntsPOP3Settings>(record);
+    wipe(record.c_passwd);
+    return settings;
 }
 
 std::unique_ptr<CntsSMTPSettings> make_smtp_settings(const Account& account, const Secret& password,
@@ -241,20 +212,9 @@ std::unique_ptr<CntsSMTPSettings> make_smtp_settings(const Account& account, con
     record.sslauth = account.verify ? 0 : 1;
     record.sslencrypt = account.tls13_only ? 1 : 0;
 
-    SPOP3Setting pop_record;
     std::unique_ptr<CntsPOP3Settings> pop;
     if (account.auth == AuthKind::kPop) {
-        pop_record.c_server.CopyString(account.pop_server.c_str(), -1);
-        pop_record.c_user_id.CopyString(account.pop_user.c_str(), -1);
-        pop_record.c_passwd.CopyString(pop_password.c_str(), -1);
-        pop_record.n_port = account.pop_port;
-        pop_record.is_apop = account.pop_apop ? 1 : 0;
-        pop_record.n_timeout = static_cast<std::int32_t>(account.timeout);
-        pop_record.b_is_ipv6 = record.b_is_ipv6;
-        pop_record.n_tls_mode = static_cast<std::uint8_t>(account.pop_tls);
-        pop_record.n_ssl_auth = record.sslauth;
-        pop_record.n_ssl_encrypt = record.sslencrypt;
-        pop = std::make_unique<CntsPOP3Settings>(pop_record);
+        pop = make_pop3_settings(account, pop_password);
         record.p_pop3_settings = pop.get();
     } else if (account.auth != AuthKind::kNone) {
         record.c_usr_id.CopyString(account.user.c_str(), -1);
@@ -262,7 +222,6 @@ std::unique_ptr<CntsSMTPSettings> make_smtp_settings(const Account& account, con
     }
     auto settings = std::make_unique<CntsSMTPSettings>(record);
     wipe(record.c_paswd);
-    wipe(pop_record.c_passwd);
     if (pop != nullptr) wipe(pop->c_passwd);
     return settings;
 }

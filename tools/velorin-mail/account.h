@@ -65,8 +65,17 @@ struct Account {
 //   result  false with the sentence and the code of a wrong command line
 bool make_account(const Settings& settings, Account& account, Failure& failure);
 
+// The same for the commands that read a mailbox: of the server and user for SMTP only what the POP3 account
+// takes over from them is looked at.
+//   out     account: the pop_ members complete, port included
+bool make_mailbox_account(const Settings& settings, Account& account, Failure& failure);
+
 // Whether anybody has to log in with a password.
 bool needs_password(const Account& account);
+
+// The POP3 account as the library takes it.
+//   result  overwrite its password as soon as the session has been made from it
+std::unique_ptr<CntsPOP3Settings> make_pop3_settings(const Account& account, const Secret& password);
 
 // The account as the library takes it.
 //   in      password, pop_password: empty where none is needed

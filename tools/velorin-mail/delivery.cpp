@@ -21,25 +21,6 @@ constexpr const char* kTextStep = "text";
 constexpr const char* kAttachmentStep = "attachment";
 constexpr const char* kNoMemory = "memory ran out";
 
-// The escape sequence that selects a mode of AdjustMultiByteCode.
-const char* escape_of_mode(int mode)
-{
-    switch (mode) {
-    case 1:
-        return "\x1B(J";
-    case 2:
-        return "\x1B(I";
-    case 3:
-        return "\x1B$@";
-    case 4:
-        return "\x1B$B";
-    case 6:
-        return "\x1B$(D";
-    default:
-        return "";
-    }
-}
-
 // The octets of a file from its beginning to now.
 class FileSource : public OctetSource {
 public:

@@ -25,6 +25,12 @@ public:
 
     bool valid() const { return descriptor_ >= 0; }
     int get() const { return descriptor_; }
+    int release()
+    {
+        const int descriptor = descriptor_;
+        descriptor_ = -1;
+        return descriptor;
+    }
     void close()
     {
         if (descriptor_ >= 0) ::close(descriptor_);

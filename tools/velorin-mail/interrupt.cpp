@@ -52,6 +52,7 @@ void install_signal_handlers()
     sigemptyset(&action.sa_mask);
     action.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &action, nullptr);
+    ::sigaction(SIGXFSZ, &action, nullptr);  // a file over the limit is an error of writing
     action.sa_handler = on_signal;  // without SA_RESTART: reading a password or a pipe ends with EINTR
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM})
         ::sigaction(signal, &action, nullptr);
@@ -83,6 +84,15 @@ const char* interrupted_sentence(Stage stage)
         return "interrupted while the server's verdict was awaited, the mail may have been delivered";
     case Stage::kSent:
         return "interrupted after the mail was accepted";
+    case Stage::kNothingReceived:
+        return "interrupted, nothing was changed";
+    case Stage::kReceiving:
+        return "interrupted, mails that came whole are kept, nothing was deleted on the server";
+    case Stage::kAwaitingDeletion:
+        return "interrupted while the server's verdict was awaited, mails may have been deleted on the "
+               "server";
+    case Stage::kReceived:
+        return "interrupted after the work was done";
     }
     return "interrupted";
 }

@@ -63,12 +63,18 @@ int run(const std::vector<std::string>& arguments)
     Failure failure;
     if (!parse_options(arguments, options, failure)) return report(Outcome(), &failure, false);
     choose_trace(options.verbose);
-    if (options.command == Command::kSend || options.command == Command::kCheck) check_recording();
+    if (options.command != Command::kTrace && options.command != Command::kHelp) check_recording();
     switch (options.command) {
     case Command::kSend:
         return run_send(options);
     case Command::kCheck:
         return run_check(options);
+    case Command::kList:
+        return run_list(options);
+    case Command::kFetch:
+        return run_fetch(options);
+    case Command::kDelete:
+        return run_delete(options);
     case Command::kTrace:
         return run_trace(options);
     case Command::kHelp:

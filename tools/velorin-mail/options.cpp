@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
@@ -22,19 +23,40 @@ public:
             const bool of_mail =
                 name == "from" || name == "sender" || name == "reply-to" || name == "charset";
             if (of_mail && !with_mail_settings) continue;
-            const char* const group = of_mail ? "Mail" : "Account";
-            CLI::Option* option = nullptr;
-            if (row->placeholder == nullptr) {
-                switches_.push_back(false);
-                option = app.add_flag("--" + name, switches_.back(), row->help);
-                switch_of_[name] = &switches_.back();
-            } else {
-                texts_.emplace_back();
-                option = app.add_option("--" + name, texts_.back(), row->help)->type_name(row->placeholder);
-                text_of_[name] = &texts_.back();
-            }
-            option->group(group);
-            options_[name] = option;
+            add(app, name, "--" + name, row->placeholder, row->help)->group(of_mail ? "Mail" : "Account");
+        }
+    }
+
+    // Those of a mailbox. Where nothing else can be meant, a setting goes by its short name, too.
+    void add_mailbox_to(CLI::App& app)
+    {
+        static constexpr struct {
+            const char* setting;
+            const char* names;
+            const char* help;  // null: the setting's own
+        } rows[] = {
+            {"pop-server", "--server,--pop-server", "POP3 server"},
+            {"pop-port", "--port,--pop-port", nullptr},
+            {"pop-tls", "--tls,--pop-tls", "none, starttls or tls; default tls on port 995, else starttls"},
+            {"pop-user", "--user,--pop-user", "account to log in with"},
+            {"pop-password-command", "--password-command,--pop-password-command",
+             "shell command whose first line of output is the password"},
+            {"pop-password-file", "--password-file,--pop-password-file",
+             "file whose first line is the password"},
+            {"pop-apop", "--apop,--pop-apop", nullptr},
+            {"ca-file", "--ca-file", nullptr},
+            {"no-verify", "--no-verify", nullptr},
+            {"tls13-only", "--tls13-only", nullptr},
+            {"ipv6", "--ipv6", nullptr},
+            {"timeout", "--timeout", nullptr},
+            {"data-timeout", "--data-timeout", "seconds that the verdict on deletions may take; default 600"},
+            {"daemon", "--daemon", nullptr},
+        };
+        for (const auto& row : rows) {
+            const SettingRow* const setting = find_setting(row.setting);
+            add(app, row.setting, row.names, setting->placeholder,
+                row.help != nullptr ? row.help : setting->help)
+                ->group("Account");
         }
     }
 
@@ -50,6 +72,24 @@ public:
     }
 
 private:
+    //   in      placeholder: null: a switch
+    CLI::Option* add(CLI::App& app, const std::string& setting, const std::string& names,
+                     const char* placeholder, const char* help)
+    {
+        CLI::Option* option = nullptr;
+        if (placeholder == nullptr) {
+            switches_.push_back(false);
+            option = app.add_flag(names, switches_.back(), help);
+            switch_of_[setting] = &switches_.back();
+        } else {
+            texts_.emplace_back();
+            option = app.add_option(names, texts_.back(), help)->type_name(placeholder);
+            text_of_[setting] = &texts_.back();
+        }
+        options_[setting] = option;
+        return option;
+    }
+
     std::deque<std::string> texts_;  // deque: the parser keeps references
     std::deque<bool> switches_;
     std::map<std::string, std::string*> text_of_;
@@ -124,6 +164,50 @@ void add_mail(CLI::App& app, MailOptions& mail, AttachInputs& attach)
         ->group(group);
 }
 
+void add_state_file(CLI::App& app, MailboxOptions& mailbox)
+{
+    app.add_option("--state", mailbox.state_file,
+                   "the list of what was fetched; default one of the account's own in ~/.local/state/velorin")
+        ->type_name("FILE")
+        ->group("Mails");
+}
+
+void add_fetch(CLI::App& app, MailboxOptions& mailbox)
+{
+    const char* const group = "Mails";
+    CLI::Option* const uids =
+        app.add_option("UID,--uid", mailbox.uids,
+                       "unique ids of the mails to fetch, fetched before or not; default all that are new")
+            ->type_name("UID")
+            ->group(group);
+    app.add_flag("--all", mailbox.all, "fetch every mail, fetched before or not")
+        ->group(group)
+        ->excludes(uids);
+    app.add_option("--folder", mailbox.folder,
+                   "where the mails go, each in a folder of its own; default mail")
+        ->type_name("DIR")
+        ->group(group);
+    app.add_flag("--raw", mailbox.raw, "one .eml file a mail, octet for octet as it is on the server")
+        ->group(group);
+    CLI::Option* const remove =
+        app.add_flag("--delete", mailbox.delete_fetched, "delete what was fetched on the server afterwards")
+            ->group(group);
+    app.add_flag("--keep", "leave the mails on the server (default)")->group(group)->excludes(remove);
+    add_state_file(app, mailbox);
+}
+
+void add_delete(CLI::App& app, MailboxOptions& mailbox)
+{
+    const char* const group = "Mails";
+    CLI::Option* const uids = app.add_option("UID,--uid", mailbox.uids, "unique ids of the mails to delete")
+                                  ->type_name("UID")
+                                  ->group(group);
+    app.add_flag("--fetched", mailbox.fetched, "delete every mail that was fetched")
+        ->group(group)
+        ->excludes(uids);
+    add_state_file(app, mailbox);
+}
+
 // Pairs every type with the file that stands before it on the command line.
 bool pair_attachments(const CLI::App& app, const AttachInputs& inputs, MailOptions& mail, Failure& failure)
 {
@@ -162,6 +246,14 @@ bool offers_password(const std::vector<std::string>& arguments)
     });
 }
 
+// The command on the command line; the program itself where there is none.
+const CLI::App& asked_for(const CLI::App& app)
+{
+    const std::vector<const CLI::App*> commands =
+        app.get_subcommands([](const CLI::App* command) { return command->parsed(); });
+    return commands.empty() ? app : *commands.front();
+}
+
 std::string one_line(std::string text)
 {
     std::replace(text.begin(), text.end(), '\n', ' ');
@@ -179,22 +271,32 @@ bool parse_options(const std::vector<std::string>& arguments, Options& options, 
                     "--password-command "
                     "or --password-file, or type it when asked");
 
-    CLI::App app("Sends mail through the mail service.", "velorin-mail");
+    CLI::App app("Sends and receives mail through the mail service.", "velorin-mail");
     app.require_subcommand(0, 1);
     app.footer("Exit codes are those of sysexits.h.");
     app.set_version_flag("--version", "velorin-mail " VELORIN_VERSION);
     CLI::App* const send = app.add_subcommand("send", "Send one mail");
     CLI::App* const check = app.add_subcommand("check", "Connect, log in, and say whether the account works");
+    CLI::App* const list = app.add_subcommand("list", "List the mails of a mailbox");
+    CLI::App* const fetch = app.add_subcommand("fetch", "Fetch mails into a folder");
+    CLI::App* const remove = app.add_subcommand("delete", "Delete mails on the server");
     CLI::App* const trace = app.add_subcommand("trace", "Print what VELORIN_CAPTURE recorded");
 
     AccountOptions send_account;
     AccountOptions check_account;
+    std::map<const CLI::App*, AccountOptions> mailbox_accounts;
     AttachInputs attach;
     add_mail(*send, options.mail, attach);
     send_account.add_to(*send, true);
     add_common(*send, options);
     check_account.add_to(*check, false);
     add_common(*check, options);
+    add_fetch(*fetch, options.mailbox);
+    add_delete(*remove, options.mailbox);
+    for (CLI::App* const command : {list, fetch, remove}) {
+        mailbox_accounts[command].add_mailbox_to(*command);
+        add_common(*command, options);
+    }
     trace->add_option("FILE", options.trace_file, "the recording")->required()->type_name("");
     trace->add_flag("--json", options.json, "print one JSON object a line");
 
@@ -206,18 +308,10 @@ bool parse_options(const std::vector<std::string>& arguments, Options& options, 
         options.help = std::string(version.what()) + "\n";
         return true;
     } catch (const CLI::CallForHelp&) {
-        const CLI::App* const asked = send->parsed()    ? send
-                                      : check->parsed() ? check
-                                      : trace->parsed() ? trace
-                                                        : &app;
-        options.help = asked->help();
+        options.help = asked_for(app).help();
         return true;
     } catch (const CLI::ExtrasError&) {
-        const CLI::App& asked = send->parsed()    ? *send
-                                : check->parsed() ? *check
-                                : trace->parsed() ? *trace
-                                                  : app;
-        const std::string name = unknown_options(arguments, asked);
+        const std::string name = unknown_options(arguments, asked_for(app));
         if (!name.empty()) return fail(failure, kExitUsage, kStep, "there is no option " + name);
         return fail(failure, kExitUsage, kStep, "there is an argument that no option takes");
     } catch (const CLI::ConversionError& error) {
@@ -237,11 +331,22 @@ bool parse_options(const std::vector<std::string>& arguments, Options& options, 
         options.account = check_account.collect();
         return true;
     }
+    for (const auto& [command, kind] :
+         {std::pair(list, Command::kList), {fetch, Command::kFetch}, {remove, Command::kDelete}}) {
+        if (!command->parsed()) continue;
+        options.command = kind;
+        options.account = mailbox_accounts[command].collect();
+        if (kind == Command::kDelete && options.mailbox.uids.empty() && !options.mailbox.fetched)
+            return fail(failure, kExitUsage, kStep,
+                        "nothing to delete, give the unique ids of mails, or --fetched");
+        return true;
+    }
     if (trace->parsed()) {
         options.command = Command::kTrace;
         return true;
     }
-    return fail(failure, kExitUsage, kStep, "no command, give send, check or trace (--help tells more)");
+    return fail(failure, kExitUsage, kStep,
+                "no command, give send, check, list, fetch, delete or trace (--help tells more)");
 }
 
 }  // namespace velorin::cli

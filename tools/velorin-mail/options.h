@@ -8,7 +8,7 @@
 
 namespace velorin::cli {
 
-enum class Command { kHelp, kSend, kCheck, kTrace };
+enum class Command { kHelp, kSend, kCheck, kList, kFetch, kDelete, kTrace };
 
 struct AttachOption {
     std::string file;
@@ -33,6 +33,17 @@ struct MailOptions {
     std::string date;  // empty: now
 };
 
+// What `fetch` and `delete` are told about the mails of a mailbox.
+struct MailboxOptions {
+    std::vector<std::string> uids;
+    bool all = false;             // fetch: also what was fetched before
+    bool fetched = false;         // delete: what was fetched
+    std::string folder = "mail";  // fetch: where mails go
+    bool raw = false;             // fetch: as they are on the server
+    bool delete_fetched = false;  // fetch: then delete them on the server
+    std::string state_file;       // empty: the account's own
+};
+
 struct Options {
     Command command = Command::kHelp;
     std::string help;  // of kHelp: what to print
@@ -42,6 +53,7 @@ struct Options {
     bool quiet = false;
     bool verbose = false;
     MailOptions mail;
+    MailboxOptions mailbox;
     std::string trace_file;
 };
 

@@ -14,7 +14,10 @@ constexpr std::size_t kNameColumns = 28;  // the line stays below 80 columns
 
 }  // namespace
 
-Progress::Progress(bool wanted) : wanted_(wanted && ::isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(bool wanted, const char* unit)
+    : wanted_(wanted && ::isatty(STDERR_FILENO) == 1), unit_(unit)
+{
+}
 
 Progress::~Progress()
 {
@@ -60,7 +63,7 @@ void Progress::draw(std::chrono::steady_clock::time_point now)
 {
     const double elapsed = std::chrono::duration<double>(now - began_).count();
     const double rate = elapsed > 0 ? static_cast<double>(octets_) / elapsed : 0;
-    std::fprintf(stderr, "\r\033[Kpart %u of %u %s: %s of %s, %s/s", part_, parts_, name_.c_str(),
+    std::fprintf(stderr, "\r\033[K%s %u of %u %s: %s of %s, %s/s", unit_, part_, parts_, name_.c_str(),
                  readable_octets(static_cast<double>(octets_)).c_str(),
                  readable_octets(static_cast<double>(total_)).c_str(), readable_octets(rate).c_str());
     std::fflush(stderr);

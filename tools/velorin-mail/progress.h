@@ -6,11 +6,12 @@
 
 namespace velorin::cli {
 
-// Tells a person how far a sending is: octets, rate, part n of m, on one line of a terminal that is written
+// Tells a person how far a sending or receiving is: octets, rate, part n of m, on one line of a terminal that is written
 // anew a few times a second. Writes nothing when standard error is no terminal or nobody wants it.
 class Progress {
 public:
-    explicit Progress(bool wanted);
+    //   in      unit: what is counted besides octets
+    explicit Progress(bool wanted, const char* unit = "part");
     ~Progress();  // clears the line
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -22,13 +23,14 @@ public:
     void add(std::uint64_t octets);
     void finish();  // clears the line
 
-    std::uint64_t octets() const { return octets_; }  // sent so far
+    std::uint64_t octets() const { return octets_; }  // so far
     double seconds() const;                           // since begin
 
 private:
     void draw(std::chrono::steady_clock::time_point now);
 
     bool wanted_;
+    const char* unit_;
     bool drawn_ = false;
     std::uint64_t total_ = 0;
     std::uint64_t octets_ = 0;

@@ -77,6 +77,17 @@ bool explains(const std::string& reply)
     return !reply.empty() && reply[0] != '2' && reply[0] != '3' && reply[0] != '+';
 }
 
+const char* status_of_success(const std::string& command)
+{
+    static constexpr struct {
+        const char* command;
+        const char* status;
+    } rows[] = {{"check", "works"}, {"list", "listed"}, {"fetch", "fetched"}, {"delete", "deleted"}};
+    for (const auto& row : rows)
+        if (command == row.command) return row.status;
+    return "sent";
+}
+
 std::string json_member(const char* name, const std::string& value)
 {
     return std::string(",\"") + name + "\":" + value;
@@ -120,7 +131,7 @@ std::string sentence_of(const Failure& failure)
 
 std::string json_of(const Outcome& outcome, const Failure* failure)
 {
-    const char* const good = outcome.command == "check" ? "works" : "sent";
+    const char* const good = status_of_success(outcome.command);
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%.3f", outcome.seconds);
     std::string object = "{\"command\":" + json_string(outcome.command);
@@ -138,7 +149,9 @@ std::string json_of(const Outcome& outcome, const Failure* failure)
             object += json_member("server_reply", json_string(failure->server_reply));
     }
     if (!outcome.message_id.empty()) object += json_member("message_id", json_string(outcome.message_id));
-    if (outcome.command == "send") object += json_member("octets", std::to_string(outcome.octets));
+    if (!outcome.mails.empty()) object += json_member("mails", outcome.mails);
+    if (outcome.command == "send" || outcome.command == "fetch")
+        object += json_member("octets", std::to_string(outcome.octets));
     object += json_member("seconds", seconds);
     return object + "}";
 }

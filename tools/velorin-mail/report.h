@@ -21,9 +21,10 @@ bool fail_with_code(Failure& failure, const std::string& step, std::uint32_t cod
 // The one sentence of a failure: step, what went wrong, the code by name, the server's answer. No line end.
 std::string sentence_of(const Failure& failure);
 
-// What became of a mail or a check, for the JSON object.
+// What became of a command's work, for the JSON object.
 struct Outcome {
-    std::string command;     // "send", "check"
+    std::string command;     // "send", "check", "list", "fetch", "delete"
+    std::string mails;       // of a mailbox: a JSON array; empty: none
     std::string message_id;  // with its brackets; empty: none
     std::uint64_t octets = 0;
     double seconds = 0;

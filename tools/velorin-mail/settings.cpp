@@ -29,7 +29,7 @@ const SettingRow kSettingRows[] = {
     {"timeout", "S", "seconds that a connection and a reply may take; default 30 and 60"},
     {"data-timeout", "S", "seconds that the verdict on the whole mail may take; default 600"},
     {"size-limit", "N", "octets that a mail may have, whatever the server allows; default no limit"},
-    {"pop-server", "HOST", "POP3 server of auth pop; default the SMTP server"},
+    {"pop-server", "HOST", "POP3 server; default the SMTP server"},
     {"pop-port", "N", "its port; default 110, 995 with TLS from the start"},
     {"pop-tls", "MODE", "none, starttls or tls; default tls on port 995, else as for SMTP"},
     {"pop-user", "NAME", "its account; default the user"},

@@ -232,4 +232,22 @@ std::size_t text_cut(const char* octets, std::size_t length, bool is_end)
     return cut > 0 ? cut : last;
 }
 
+const char* escape_of_mode(int mode)
+{
+    switch (mode) {
+    case 1:
+        return "\x1B(J";
+    case 2:
+        return "\x1B(I";
+    case 3:
+        return "\x1B$@";
+    case 4:
+        return "\x1B$B";
+    case 6:
+        return "\x1B$(D";
+    default:
+        return "";
+    }
+}
+
 }  // namespace velorin::cli

@@ -39,4 +39,7 @@ bool prepare_text(OctetSource& source, const std::string& name, const std::strin
 //   follows result  octets to take; 0 when more are needed
 std::size_t text_cut(const char* octets, std::size_t length, bool is_end);
 
+// The escape sequence that selects a mode of AdjustMultiByteCode; "" for that of US-ASCII.
+const char* escape_of_mode(int mode);
+
 }  // namespace velorin::cli
