@@ -23,6 +23,8 @@ namespace {
 // line while a server that takes an octet a second does not.
 constexpr std::size_t kSendPiece = 64 * 1024;
 
+constexpr long kReceivePiece = 64 * 1024;  // octets that libcurl takes from the socket at once
+
 std::size_t on_server_octets(char* octets, std::size_t size, std::size_t count, void* replies)
 {
     // Anything but the full number makes libcurl give up.
@@ -179,6 +181,7 @@ bool apply(CURL* easy, const ServerAccount& account, const OpeningRules& rules, 
     options.set(CURLOPT_URL, url_of(account).c_str());
     options.set(CURLOPT_PROTOCOLS_STR, "smtp,smtps,pop3,pop3s");
     options.set(CURLOPT_NOSIGNAL, 1L);
+    options.set(CURLOPT_BUFFERSIZE, kReceivePiece);
     options.set(CURLOPT_QUICK_EXIT, 1L);  // closing never waits for a name look-up
     options.set(CURLOPT_VERBOSE, 0L);
     options.set(CURLOPT_PROXY, "");

@@ -39,14 +39,12 @@ public:
     PoolBlock() = default;
     PoolBlock(const PoolBlock&) = delete;
     PoolBlock& operator=(const PoolBlock&) = delete;
-    ~PoolBlock() { free(); }
-
-    std::uint32_t allocate(std::uint32_t size) { return emwOSWOrgAllocMemPart(kDefaultPool, &block_, size); }
-    void free()
+    ~PoolBlock()
     {
         if (block_ != nullptr) emwOSWOrgFreeMemPart(kDefaultPool, block_);
-        block_ = nullptr;
     }
+
+    std::uint32_t allocate(std::uint32_t size) { return emwOSWOrgAllocMemPart(kDefaultPool, &block_, size); }
     void release() { block_ = nullptr; }  // the block stays allocated
     char* octets() const { return static_cast<char*>(block_); }
 
@@ -261,9 +259,8 @@ std::uint32_t ServiceChannel<Protocol>::call_esu_method(Envelope& request, Envel
     const std::uint32_t ended = end_method();
     if (ended != kStatusOk) NTC_TRACE(Protocol::kEndFailed, method, static_cast<unsigned long>(ended));
     // A channel that reports more than it was given room for has filled the room at most.
-    const std::string answer(buffer.octets(), std::min(received, Protocol::kReceiveSize));
-    buffer.free();
-    if (!response.ParseFromString(answer)) {
+    const std::uint32_t length = std::min(received, Protocol::kReceiveSize);
+    if (!response.ParseFromArray(buffer.octets(), static_cast<int>(length))) {
         NTC_TRACE(Protocol::kParseFailed, method);
         return kStatusCallFailed;
     }
