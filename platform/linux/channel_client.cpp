@@ -16,6 +16,7 @@
 #include "capture.h"
 #include "channel_codes.h"
 #include "channel_frame.h"
+#include "channel_kept.h"
 #include "channel_local.h"
 #include "channel_path.h"
 #include "channel_trace.h"
@@ -24,7 +25,8 @@
 namespace velorin_channel {
 namespace {
 
-// One open channel. A connection carries one exchange: a further call on the same handle connects anew.
+// One open channel. It carries one exchange over its connection: a further call on the same handle connects
+// anew.
 struct Channel {
     Channel() = default;
     ~Channel()
@@ -43,6 +45,8 @@ struct Channel {
     bool busy = false;    // a call is under way
     bool used = false;    // the connection has carried its exchange
     bool closed = false;  // terminated
+    bool kept = false;    // the connection has carried exchanges of channels before this one
+    bool whole = false;   // its last exchange ended well: it may carry that of the next channel
 };
 
 // The open channels by handle. Handles count up, so that a stale one is found out.
@@ -75,6 +79,18 @@ public:
         return channel;
     }
 
+    int take_kept(const sockaddr_un& address)
+    {
+        const std::lock_guard<std::mutex> guard(lock_);
+        return kept_.take(address);
+    }
+
+    void keep(const sockaddr_un& address, int descriptor)
+    {
+        const std::lock_guard<std::mutex> guard(lock_);
+        kept_.give(address, descriptor);
+    }
+
     void before_fork() { lock_.lock(); }
     void after_fork_in_parent() { lock_.unlock(); }
 
@@ -89,6 +105,7 @@ public:
             channel.descriptor = -1;
         }
         channels_.clear();
+        kept_.close_all();
         lock_.unlock();
     }
 
@@ -96,6 +113,7 @@ private:
     std::mutex lock_;
     std::uint32_t latest_ = 0;
     std::unordered_map<std::uint32_t, std::shared_ptr<Channel>> channels_;
+    KeptConnections kept_;
 };
 
 // Never destroyed: channels may be in use while the process ends.
@@ -189,6 +207,21 @@ std::uint32_t fresh_connection(Channel& channel, int& descriptor)
     return kChannelDone;
 }
 
+// One exchange over a connection.
+//   out     unread: nobody has read the request, nor will
+std::uint32_t exchange_over(int descriptor, const void* request, std::uint32_t request_length, void* buffer,
+                            std::uint32_t buffer_size, std::uint32_t& length, bool& unread,
+                            const Deadline& deadline)
+{
+    char header[kRequestHeaderSize];
+    put_request_header(header, RequestHeader{request_length, buffer_size});
+    const std::uint32_t code =
+        send_frame(descriptor, header, sizeof header, request, request_length, deadline);
+    unread = code == kPeerGone;
+    if (code != kChannelDone) return code;
+    return receive_answer(descriptor, buffer, buffer_size, length, unread, deadline);
+}
+
 std::uint32_t call_socket(Channel& channel, const void* request, std::uint32_t request_length, void* buffer,
                           std::uint32_t buffer_size, std::uint32_t& length, std::int32_t timeout)
 {
@@ -196,11 +229,17 @@ std::uint32_t call_socket(Channel& channel, const void* request, std::uint32_t r
     int descriptor = -1;
     std::uint32_t code = fresh_connection(channel, descriptor);
     if (code != kChannelDone) return code;
-    char header[kRequestHeaderSize];
-    put_request_header(header, RequestHeader{request_length, buffer_size});
-    code = send_frame(descriptor, header, sizeof header, request, request_length, deadline);
-    if (code != kChannelDone) return code;
-    return receive_answer(descriptor, buffer, buffer_size, length, deadline);
+    bool unread = false;
+    code = exchange_over(descriptor, request, request_length, buffer, buffer_size, length, unread, deadline);
+    // The server had given up waiting on a connection that was kept: the same on a new one, once.
+    if (unread && std::exchange(channel.kept, false)) {
+        code = fresh_connection(channel, descriptor);
+        if (code != kChannelDone) return code;
+        code =
+            exchange_over(descriptor, request, request_length, buffer, buffer_size, length, unread, deadline);
+    }
+    channel.whole = code == kChannelDone;
+    return code;
 }
 
 std::uint32_t exchange(Channel& channel, const void* request, std::uint32_t request_length, void* buffer,
@@ -240,7 +279,9 @@ std::uint32_t open_channel(const char* endpoint, std::uint32_t& handle)
     channel->local = find_local(name);
     if (channel->local == nullptr) {
         std::uint32_t code = set_address(name, channel->address);
-        if (code == kChannelDone) code = connect_to(channel->address, channel->descriptor);
+        if (code == kChannelDone) channel->descriptor = table().take_kept(channel->address);
+        channel->kept = channel->descriptor >= 0;
+        if (code == kChannelDone && !channel->kept) code = connect_to(channel->address, channel->descriptor);
         if (code != kChannelDone) return code;
     }
     handle = table().add(channel);
@@ -285,5 +326,7 @@ std::uint32_t emwGENPacketClntTerm(std::uint32_t handle)
     channel->closed = true;
     // A call under way in another thread finds its peer gone; the descriptor goes with the last who holds it.
     if (channel->busy && channel->descriptor >= 0) shutdown(channel->descriptor, SHUT_RDWR);
+    if (!channel->busy && channel->whole)
+        table().keep(channel->address, std::exchange(channel->descriptor, -1));
     return kChannelDone;
 }

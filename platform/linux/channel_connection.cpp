@@ -87,7 +87,7 @@ Connection::Connection(int descriptor, ServedEndpoint& endpoint, const Caller& c
 
 Connection::~Connection()
 {
-    close(descriptor_);
+    if (descriptor_ >= 0) close(descriptor_);
     if (!answered_) wipe_request();
     if (block_.size() >= kFirstBlock) spares_.give(std::move(block_));
 }
@@ -105,8 +105,12 @@ Connection::Progress Connection::receive(int flags, Clock::duration patience)
         const std::size_t frame =
             header_known_ ? kRequestHeaderSize + std::size_t{length_} : kRequestHeaderSize;
         if (received_ == request_room() && !grow(frame + 1)) return Progress::kGone;
+        iovec room = {request_data() + received_, request_room() - received_};
+        msghdr message{};
+        message.msg_iov = &room;
+        message.msg_iovlen = 1;
         const ssize_t taken =
-            recv(descriptor_, request_data() + received_, request_room() - received_, flags);
+            first && flags == 0 ? receive_soon(descriptor_, message) : recvmsg(descriptor_, &message, flags);
         if (taken == 0) {
             if (received_ > 0) trace_let_go("left in mid-request");
             return Progress::kGone;
@@ -242,10 +246,10 @@ bool Connection::detach()
     return true;
 }
 
-void Connection::trace_let_go(const char* why) const
+void trace_let_go(const ServedEndpoint& endpoint, const Caller& caller, const char* why)
 {
-    CHANNEL_TRACE("channel: endpoint %s: process %ld of user %lu %s\n", endpoint_.name.c_str(),
-                  static_cast<long>(caller_.pid), static_cast<unsigned long>(caller_.uid), why);
+    CHANNEL_TRACE("channel: endpoint %s: process %ld of user %lu %s\n", endpoint.name.c_str(),
+                  static_cast<long>(caller.pid), static_cast<unsigned long>(caller.uid), why);
 }
 
 }  // namespace velorin_channel

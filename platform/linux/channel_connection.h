@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "channel_server.h"
@@ -37,6 +38,9 @@ struct ServedEndpoint {
     std::atomic<unsigned> peak_before{0};      // the same in the window before
     std::atomic<std::uint32_t> window_end{0};  // of uptime_seconds()
 };
+
+// The line about a caller whose connection is closed for a reason.
+void trace_let_go(const ServedEndpoint& endpoint, const Caller& caller, const char* why);
 
 // A block from malloc with its size in octets.
 class Block {
@@ -116,12 +120,15 @@ public:
     void attach(ThreadBuffers& buffers) { buffers_ = &buffers; }
 
     int descriptor() const { return descriptor_; }
+    // The descriptor is the caller's; nothing else can be done with this any more.
+    int release() { return std::exchange(descriptor_, -1); }
+    bool is_empty() const { return received_ == 0; }  // no octet of a request has come
     const Caller& caller() const { return caller_; }
     bool is_answered() const { return answered_; }
     Clock::time_point deadline() const { return deadline_; }
     void set_deadline(Clock::time_point deadline) { deadline_ = deadline; }
     std::size_t held() const { return block_.size() + answer_block_.size(); }  // octets of memory of its own
-    void trace_let_go(const char* why) const;
+    void trace_let_go(const char* why) const { velorin_channel::trace_let_go(endpoint_, caller_, why); }
 
 private:
     void wipe_request();  // an account's request holds its passwords
@@ -129,7 +136,7 @@ private:
     char* request_data() const { return block_.data() != nullptr ? block_.data() : buffers_->request; }
     std::size_t request_room() const;
 
-    const int descriptor_;
+    int descriptor_;
     ServedEndpoint& endpoint_;
     const Caller caller_;
     const std::uint32_t max_request_;

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <poll.h>
+#include <sched.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -17,6 +18,7 @@ namespace {
 
 constexpr char kRequestMagic[4] = {'N', 'T', 'Q', 1};
 constexpr char kAnswerMagic[4] = {'N', 'T', 'A', 1};
+constexpr std::chrono::microseconds kMoment(50);
 
 // Steps over octets that have been transferred.
 void advance(iovec* parts, std::size_t count, std::size_t octets)
@@ -113,6 +115,17 @@ bool wait_ready(int descriptor, short events, const Deadline& deadline)
     }
 }
 
+ssize_t receive_soon(int descriptor, msghdr& message)
+{
+    const auto end = std::chrono::steady_clock::now() + kMoment;
+    do {
+        const ssize_t taken = recvmsg(descriptor, &message, MSG_DONTWAIT);
+        if (taken >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) return taken;
+        sched_yield();
+    } while (std::chrono::steady_clock::now() < end);
+    return recvmsg(descriptor, &message, 0);
+}
+
 std::uint32_t send_frame(int descriptor, const char* header, std::size_t header_size, const void* payload,
                          std::size_t payload_size, const Deadline& deadline)
 {
@@ -142,8 +155,9 @@ std::uint32_t send_frame(int descriptor, const char* header, std::size_t header_
 }
 
 std::uint32_t receive_answer(int descriptor, void* buffer, std::uint32_t buffer_size, std::uint32_t& length,
-                             const Deadline& deadline)
+                             bool& unread, const Deadline& deadline)
 {
+    unread = false;
     char header[kAnswerHeaderSize];
     iovec parts[2];
     parts[0].iov_base = header;
@@ -161,9 +175,12 @@ std::uint32_t receive_answer(int descriptor, void* buffer, std::uint32_t buffer_
         const bool header_left = parts[0].iov_len > 0;
         message.msg_iov = header_left ? parts : parts + 1;
         message.msg_iovlen = header_left && parts[1].iov_len > 0 ? 2 : 1;
-        const ssize_t taken = recvmsg(descriptor, &message, deadline.is_never() ? 0 : MSG_DONTWAIT);
+        const ssize_t taken = deadline.is_never() ? receive_soon(descriptor, message)
+                                                  : recvmsg(descriptor, &message, MSG_DONTWAIT);
         if (taken < 0) {
             if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK) continue;
+            // unix(7): a socket that is closed with octets unread in it resets its peer.
+            unread = errno == ECONNRESET && received == 0;
             return code_of_error(errno, "receive");
         }
         if (taken == 0) return kPeerGone;

@@ -4,10 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 
-// The frames of an exchange over a stream socket. One connection carries one request and one answer.
+#include <sys/types.h>
+
+// The frames of an exchange over a stream socket: one request, then one answer.
 //   request   4 magic "NTQ" and the version, 1;  4 length;  4 capacity of the caller's receive buffer;  the
 //   envelope answer    4 magic "NTA" and the version, 1;  4 length;  the envelope
 // Integers are big-endian, lengths in octets without the header.
+struct msghdr;
+
 namespace velorin_channel {
 
 constexpr std::size_t kRequestHeaderSize = 12;
@@ -48,6 +52,10 @@ private:
 //   result  false when the deadline came first
 bool wait_ready(int descriptor, short events, const Deadline& deadline);
 
+// Receives as recvmsg does, but sleeps only when nothing comes within a moment, during which the processor goes
+// to whoever wants it: being woken takes longer than a small exchange.
+ssize_t receive_soon(int descriptor, msghdr& message);
+
 // Sends a header and what follows it in one go, the rest in further ones.
 //   result  a ChannelCode
 std::uint32_t send_frame(int descriptor, const char* header, std::size_t header_size, const void* payload,
@@ -55,9 +63,10 @@ std::uint32_t send_frame(int descriptor, const char* header, std::size_t header_
 
 // Receives one answer frame.
 //   out     length: on success
+//           unread: the peer closed before it had taken all of the request, so it will never act on it
 //   result  a ChannelCode
 std::uint32_t receive_answer(int descriptor, void* buffer, std::uint32_t buffer_size, std::uint32_t& length,
-                             const Deadline& deadline);
+                             bool& unread, const Deadline& deadline);
 
 // What a failed socket operation means to the caller; traces what has no code of its own.
 //   in      error: of errno

@@ -2,27 +2,16 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <poll.h>
-#include <pthread.h>
 #include <signal.h>
+#include <string.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <condition_variable>
-#include <cstring>
-#include <deque>
-#include <mutex>
-#include <utility>
-#include <vector>
 
-#include "channel_connection.h"
 #include "channel_path.h"
-#include "channel_peer.h"
-#include "channel_slow.h"
-#include "channel_socket.h"
+#include "channel_server_impl.h"
 #include "channel_trace.h"
 
 namespace velorin_channel {
@@ -33,74 +22,9 @@ namespace {
 constexpr long kPatienceUs = 20000;
 constexpr Clock::duration kReceiveBudget = std::chrono::milliseconds(250);
 constexpr unsigned kPatientThreads =
-    32;                                // above that many threads waiting for requests, nobody is waited for
-constexpr std::uint32_t kWindow = 5;   // seconds over which the pool's need is looked at
-constexpr unsigned kSpareThreads = 1;  // kept beyond the need, so that a caller finds one ready
-constexpr std::size_t kStackSize = 1u << 20;  // octets; 600 stacks of the default size would not fit 32 bits
-constexpr int kNoDescriptorPauseMs = 20;
+    32;  // above that many threads waiting for requests, nobody is waited for
 
 }  // namespace
-
-class ChannelServer::Impl {
-public:
-    explicit Impl(ServerOptions options);
-    ~Impl() { stop(); }
-    Impl(const Impl&) = delete;
-    Impl& operator=(const Impl&) = delete;
-
-    bool add(const std::string& name, Handler handler, std::string& error);
-    bool start(std::string& error);
-    void stop();
-
-private:
-    struct ThreadTask {
-        Impl* server;
-        ServedEndpoint* endpoint;  // null: serves requests that are whole, then ends
-    };
-
-    static void* thread_main(void* task);
-    bool start_thread(ServedEndpoint* endpoint);               // with lock_ held
-    void count_thread(ServedEndpoint* endpoint, bool begins);  // with lock_ held
-    void end_thread();  // with lock_ held; the thread touches nothing more
-    void join_ended(std::unique_lock<std::mutex>& guard);
-
-    void accept_loop(ServedEndpoint& endpoint, ThreadBuffers& buffers);
-    void keep_one_accepting(ServedEndpoint& endpoint);
-    static void note_busy(ServedEndpoint& endpoint);
-    bool leave_pool(ServedEndpoint& endpoint);
-    void serve(ServedEndpoint& endpoint, int descriptor, ThreadBuffers& buffers);
-    bool may_call(int descriptor, const Caller& caller) const;
-    void finish(std::unique_ptr<Connection> connection);
-    void set_aside(std::unique_ptr<Connection> connection);
-    void take_whole(std::unique_ptr<Connection> connection);
-    std::unique_ptr<Connection> next_whole(bool last);
-    void serve_whole(ThreadBuffers& buffers, bool last);
-    void relieve(int error);
-    void abandon_in_child();
-    bool undo_start();
-    Clock::duration frame_timeout() const { return std::chrono::milliseconds(options_.frame_timeout_ms); }
-
-    const ServerOptions options_;
-    gid_t group_ = kNoGroup;
-    std::vector<std::unique_ptr<ServedEndpoint>> endpoints_;
-    std::unique_ptr<SlowCallers> slow_;
-    SpareBlocks spares_;
-    StartTimes start_times_;
-    bool running_ = false;
-    pid_t owner_ = 0;  // the process that started; a forked child has none of its threads
-    std::atomic<bool> stopping_{false};
-    std::atomic<unsigned> receiving_{0};  // threads that wait for a request's octets
-
-    std::mutex lock_;  // of what follows, and of the pools
-    std::condition_variable thread_ended_;
-    unsigned threads_ = 0;
-    unsigned max_threads_ = 0;
-    unsigned max_accepting_ = 0;  // the rest is for requests of slow callers
-    std::vector<pthread_t> ended_;
-    std::deque<std::unique_ptr<Connection>> whole_;
-    std::atomic<std::size_t> whole_count_{0};
-    std::atomic<std::uint32_t> next_relief_trace_{0};  // of uptime_seconds()
-};
 
 ChannelServer::Impl::Impl(ServerOptions options) : options_(std::move(options)) {}
 
@@ -158,7 +82,7 @@ bool ChannelServer::Impl::start(std::string& error)
     }
     running_ = true;
     for (const auto& endpoint : endpoints_) {
-        endpoint->window_end = uptime_seconds() + kWindow;
+        begin_window(*endpoint);
         const std::lock_guard<std::mutex> guard(lock_);
         if (start_thread(endpoint.get())) continue;
         error = std::string("cannot start a thread: ") + strerrordesc_np(errno);
@@ -224,143 +148,6 @@ void ChannelServer::Impl::abandon_in_child()
         slow_.release());  // its thread is the parent's: it can be neither stopped nor destroyed here
 }
 
-bool ChannelServer::Impl::start_thread(ServedEndpoint* endpoint)
-{
-    auto task = std::make_unique<ThreadTask>(ThreadTask{this, endpoint});
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, kStackSize);
-    // The new thread inherits the mask: signals are for the program's own threads.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    // Counted before it runs: it may accept before pthread_create is back.
-    count_thread(endpoint, true);
-    pthread_t thread{};
-    const int result = pthread_create(&thread, &attributes, thread_main, task.get());
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    pthread_attr_destroy(&attributes);
-    if (result != 0) {
-        count_thread(endpoint, false);
-        errno = result;
-        return false;
-    }
-    static_cast<void>(task.release());  // the thread's
-    return true;
-}
-
-void ChannelServer::Impl::count_thread(ServedEndpoint* endpoint, bool begins)
-{
-    threads_ = begins ? threads_ + 1 : threads_ - 1;
-    if (endpoint == nullptr) return;
-    if (begins) {
-        ++endpoint->threads;
-        ++endpoint->accepting;
-    } else {
-        --endpoint->threads;
-        --endpoint->accepting;
-    }
-}
-
-void* ChannelServer::Impl::thread_main(void* argument)
-{
-    const std::unique_ptr<ThreadTask> task(static_cast<ThreadTask*>(argument));
-    const auto buffers = std::make_unique<ThreadBuffers>();
-    if (task->endpoint != nullptr) {
-        task->server->accept_loop(*task->endpoint, *buffers);
-    } else {
-        task->server->serve_whole(*buffers, true);
-    }
-    return nullptr;
-}
-
-void ChannelServer::Impl::end_thread()
-{
-    ended_.push_back(pthread_self());
-    --threads_;
-    thread_ended_.notify_all();
-}
-
-void ChannelServer::Impl::join_ended(std::unique_lock<std::mutex>& guard)
-{
-    std::vector<pthread_t> ended;
-    ended.swap(ended_);
-    guard.unlock();
-    for (const pthread_t thread : ended)
-        pthread_join(thread, nullptr);
-    guard.lock();
-}
-
-void ChannelServer::Impl::accept_loop(ServedEndpoint& endpoint, ThreadBuffers& buffers)
-{
-    for (;;) {
-        const int descriptor = accept4(endpoint.listener, nullptr, nullptr, SOCK_CLOEXEC);
-        const int error = errno;
-        if (stopping_) {
-            if (descriptor >= 0) close(descriptor);
-            const std::lock_guard<std::mutex> guard(lock_);
-            --endpoint.threads;
-            --endpoint.accepting;
-            end_thread();
-            return;
-        }
-        if (descriptor >= 0) {
-            const bool was_last = endpoint.accepting.fetch_sub(1) == 1;
-            note_busy(endpoint);
-            if (was_last) keep_one_accepting(endpoint);
-            serve(endpoint, descriptor, buffers);
-            if (whole_count_ > 0) serve_whole(buffers, false);
-            ++endpoint.accepting;
-        } else if (error != EAGAIN && error != EINTR && error != ECONNABORTED) {
-            relieve(error);
-        }
-        if (leave_pool(endpoint)) return;
-    }
-}
-
-void ChannelServer::Impl::keep_one_accepting(ServedEndpoint& endpoint)
-{
-    std::unique_lock<std::mutex> guard(lock_);
-    if (endpoint.accepting > 0 || stopping_) return;
-    if (threads_ < max_accepting_) start_thread(&endpoint);  // when it cannot start, this one is back soon
-    if (!ended_.empty()) join_ended(guard);
-}
-
-// Keeps the most threads that were busy at once in this window.
-void ChannelServer::Impl::note_busy(ServedEndpoint& endpoint)
-{
-    const unsigned threads = endpoint.threads;
-    const unsigned busy = threads - std::min(threads, endpoint.accepting.load());
-    unsigned peak = endpoint.peak;
-    while (busy > peak && !endpoint.peak.compare_exchange_weak(peak, busy)) {
-    }
-}
-
-// Whether the calling thread is one more than this window and the one before have needed; it counts as gone
-// then.
-bool ChannelServer::Impl::leave_pool(ServedEndpoint& endpoint)
-{
-    if (endpoint.threads <= 1 + kSpareThreads) return false;
-    note_busy(endpoint);
-    const std::uint32_t now = uptime_seconds();
-    const auto is_surplus = [&endpoint] {
-        const unsigned need = std::max(endpoint.peak.load(), endpoint.peak_before.load());
-        return endpoint.threads > std::max(need, 1u) + kSpareThreads;
-    };
-    if (now < endpoint.window_end && !is_surplus()) return false;
-    const std::lock_guard<std::mutex> guard(lock_);
-    if (now >= endpoint.window_end) {
-        endpoint.window_end = now + kWindow;
-        endpoint.peak_before = endpoint.peak.exchange(0);
-    }
-    if (!is_surplus()) return false;
-    --endpoint.threads;
-    --endpoint.accepting;
-    end_thread();
-    return true;
-}
-
 void ChannelServer::Impl::serve(ServedEndpoint& endpoint, int descriptor, ThreadBuffers& buffers)
 {
     Caller caller{};
@@ -370,23 +157,41 @@ void ChannelServer::Impl::serve(ServedEndpoint& endpoint, int descriptor, Thread
     }
     const bool allowed = may_call(descriptor, caller);
     if (allowed) caller.start_time = start_times_.of(caller.pid);
-    auto connection = std::make_unique<Connection>(descriptor, endpoint, caller, options_.max_request,
-                                                   Clock::now() + frame_timeout(), &buffers, spares_);
     if (!allowed) {
-        connection->trace_let_go("is not allowed to call");
+        trace_let_go(endpoint, caller, "is not allowed to call");
+        close(descriptor);
         return;
     }
+    const timeval patience{0, kPatienceUs};
+    setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    descriptor = serve_request(endpoint, caller, descriptor, buffers, true);
+    while (descriptor >= 0 && may_linger(endpoint))
+        descriptor = serve_request(endpoint, caller, descriptor, buffers, false);
+    if (descriptor >= 0) close(descriptor);
+}
+
+// Serves one request.
+//   in      first: of its connection; one that none follows is closed without further ado
+//   result  the descriptor, the caller's again, when the exchange is over; -1 when it is not, or nobody is there
+int ChannelServer::Impl::serve_request(ServedEndpoint& endpoint, const Caller& caller, int descriptor,
+                                       ThreadBuffers& buffers, bool first)
+{
+    auto connection = std::make_unique<Connection>(descriptor, endpoint, caller, options_.max_request,
+                                                   Clock::now() + frame_timeout(), &buffers, spares_);
     const bool patient = receiving_.fetch_add(1) < kPatientThreads;
-    if (patient) {
-        const timeval patience{0, kPatienceUs};
-        setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    }
     const Connection::Progress progress = connection->receive(patient ? 0 : MSG_DONTWAIT, kReceiveBudget);
     --receiving_;
-    if (progress == Connection::Progress::kWhole)
-        finish(std::move(connection));
-    else if (progress == Connection::Progress::kWait)
+    if (progress == Connection::Progress::kWhole) return finish(std::move(connection));
+    if (progress == Connection::Progress::kWait && (first || !connection->is_empty()))
         set_aside(std::move(connection));
+    return -1;
+}
+
+// Whether a thread may wait for another request of the caller that it has served: exchanges that follow each
+// other go over one connection. Nobody else waits for that.
+bool ChannelServer::Impl::may_linger(const ServedEndpoint& endpoint) const
+{
+    return !stopping_ && whole_count_ == 0 && endpoint.accepting > 0;
 }
 
 bool ChannelServer::Impl::may_call(int descriptor, const Caller& caller) const
@@ -396,12 +201,16 @@ bool ChannelServer::Impl::may_call(int descriptor, const Caller& caller) const
 }
 
 // The rest of an exchange whose request is whole.
-void ChannelServer::Impl::finish(std::unique_ptr<Connection> connection)
+//   result  the descriptor, the caller's again, when the answer is sent; else -1
+int ChannelServer::Impl::finish(std::unique_ptr<Connection> connection)
 {
-    if (!connection->answer()) return;
-    if (connection->send() != Connection::Progress::kWait) return;
+    if (!connection->answer()) return -1;
+    const Connection::Progress progress = connection->send();
+    if (progress == Connection::Progress::kWhole) return connection->release();
+    if (progress == Connection::Progress::kGone) return -1;
     connection->set_deadline(Clock::now() + frame_timeout());
     set_aside(std::move(connection));
+    return -1;
 }
 
 void ChannelServer::Impl::set_aside(std::unique_ptr<Connection> connection)
@@ -447,20 +256,9 @@ void ChannelServer::Impl::serve_whole(ThreadBuffers& buffers, bool last)
 {
     while (std::unique_ptr<Connection> connection = next_whole(last)) {
         connection->attach(buffers);
-        finish(std::move(connection));
+        const int descriptor = finish(std::move(connection));
+        if (descriptor >= 0) close(descriptor);
     }
-}
-
-// Accepting failed for want of something: somebody slow goes, and the others get time to finish.
-void ChannelServer::Impl::relieve(int error)
-{
-    const std::uint32_t now = uptime_seconds();
-    std::uint32_t next = next_relief_trace_;
-    if (now >= next && next_relief_trace_.compare_exchange_strong(next, now + kWindow)) {
-        CHANNEL_TRACE("channel: accept: %s\n", strerrordesc_np(error));
-    }
-    slow_->make_room();
-    poll(nullptr, 0, kNoDescriptorPauseMs);
 }
 
 ChannelServer::ChannelServer(ServerOptions options) : impl_(std::make_unique<Impl>(std::move(options))) {}
