@@ -20,7 +20,8 @@ public:
     //   result  1; 0 for another index or when memory runs out: vector unchanged
     int Add(long index, void* item);
 
-    // Takes an entry out; those behind it move up.
+    // Takes an entry out; those behind it move up. Taking out the first or the last costs the same however many
+    // there are.
     //   result  1; 0 when there is no such entry
     int Remove(long index);
 
@@ -33,8 +34,11 @@ public:
     long GetPosition() const;
 
 private:
-    void** items_;
+    NTC_PLATFORM_LOCAL bool make_place();  // one behind the last entry
+
+    void** room_;
+    long front_;  // places free in front of the first entry
     long count_;
-    long capacity_;  // entries that fit
+    long capacity_;  // places
     long position_;
 };

@@ -19,11 +19,6 @@ void** new_entries(long count)
     return new (std::nothrow) void*[static_cast<std::size_t>(count)];
 }
 
-void copy_entries(void** to, void* const* from, long count)
-{
-    if (count > 0) std::memcpy(to, from, static_cast<std::size_t>(count) * sizeof(void*));
-}
-
 void move_entries(void** to, void* const* from, long count)
 {
     if (count > 0) std::memmove(to, from, static_cast<std::size_t>(count) * sizeof(void*));
@@ -32,34 +27,42 @@ void move_entries(void** to, void* const* from, long count)
 }  // namespace
 
 CutlCPLBMVector::CutlCPLBMVector(long capacity)
-    : items_(new_entries(capacity)), count_(0), capacity_(items_ != nullptr ? capacity : 0), position_(0)
+    : room_(new_entries(capacity)), front_(0), count_(0), capacity_(room_ != nullptr ? capacity : 0),
+      position_(0)
 {
 }
 
 CutlCPLBMVector::~CutlCPLBMVector()
 {
-    delete[] items_;
+    delete[] room_;
+}
+
+bool CutlCPLBMVector::make_place()
+{
+    if (front_ + count_ < capacity_) return true;
+    void** to = room_;
+    if (front_ == 0 || front_ < count_) {  // else as many were taken out in front as now move down
+        if (capacity_ >= kMaxEntries) return false;
+        const long room = capacity_ > kMaxEntries / 2 ? kMaxEntries
+                          : capacity_ < kFirstGrowth  ? kFirstGrowth
+                                                      : capacity_ * 2;
+        to = new_entries(room);
+        if (to == nullptr) return false;
+        capacity_ = room;
+    }
+    move_entries(to, room_ + front_, count_);
+    if (to != room_) delete[] room_;
+    room_ = to;
+    front_ = 0;
+    return true;
 }
 
 int CutlCPLBMVector::Add(long index, void* item)
 {
-    if (index < 0 || index > count_) return 0;
-    if (count_ < capacity_) {
-        move_entries(items_ + index + 1, items_ + index, count_ - index);
-    } else {
-        if (capacity_ >= kMaxEntries) return 0;
-        const long room = capacity_ > kMaxEntries / 2 ? kMaxEntries
-                          : capacity_ < kFirstGrowth  ? kFirstGrowth
-                                                      : capacity_ * 2;
-        void** const grown = new_entries(room);
-        if (grown == nullptr) return 0;
-        copy_entries(grown, items_, index);
-        copy_entries(grown + index + 1, items_ + index, count_ - index);
-        delete[] items_;
-        items_ = grown;
-        capacity_ = room;
-    }
-    items_[index] = item;
+    if (index < 0 || index > count_ || !make_place()) return 0;
+    void** const entry = room_ + front_ + index;
+    move_entries(entry + 1, entry, count_ - index);
+    *entry = item;
     ++count_;
     return 1;
 }
@@ -67,14 +70,19 @@ int CutlCPLBMVector::Add(long index, void* item)
 int CutlCPLBMVector::Remove(long index)
 {
     if (index < 0 || index >= count_) return 0;
-    move_entries(items_ + index, items_ + index + 1, count_ - index - 1);
     --count_;
+    if (index == 0) {
+        ++front_;
+    } else {
+        void** const entry = room_ + front_ + index;
+        move_entries(entry, entry + 1, count_ - index);
+    }
     return 1;
 }
 
 void* CutlCPLBMVector::GetAt(long index) const
 {
-    return index < 0 || index >= count_ ? nullptr : items_[index];
+    return index < 0 || index >= count_ ? nullptr : room_[front_ + index];
 }
 
 long CutlCPLBMVector::GetCount() const

@@ -123,6 +123,29 @@ TEST(MVector, DoesAsAModelDoes)
     EXPECT_GT(model.size(), 100u);
 }
 
+// Taken out in front and added behind, as a queue, the entries go through their room many times over.
+TEST(MVector, DoesAsAQueueDoes)
+{
+    std::mt19937 random(42);
+    CutlCPLBMVector vector;
+    std::vector<void*> model;
+    std::size_t longest = 0;
+    for (int step = 0; step < 20000; ++step) {
+        const bool growing = (step / 64) % 2 == 0;
+        if (random() % 4 < (growing ? 3u : 1u)) {
+            void* const item = &objects[random() % 8];
+            ASSERT_NE(vector.Add(vector.GetCount(), item), 0);
+            model.push_back(item);
+        } else {
+            ASSERT_EQ(vector.Remove(0) != 0, !model.empty());
+            if (!model.empty()) model.erase(model.begin());
+        }
+        longest = std::max(longest, model.size());
+        ASSERT_EQ(entries(vector), model) << step;
+    }
+    EXPECT_GT(longest, 30u);
+}
+
 TEST(MVector, AddReportsThatMemoryRanOut)
 {
     CutlCPLBMVector vector(1);
@@ -136,6 +159,18 @@ TEST(MVector, AddReportsThatMemoryRanOut)
     const CutlCPLBMVector without_room(1000);
     fail_no_array_new();
     EXPECT_EQ(without_room.GetCount(), 0);
+
+    CutlCPLBMVector drained(3);
+    for (int index = 0; index < 3; ++index)
+        ASSERT_NE(drained.Add(index, &objects[index]), 0);
+    ASSERT_NE(drained.Remove(0), 0);
+    fail_array_new_after(0);
+    EXPECT_EQ(drained.Add(2, &objects[3]), 0);
+    EXPECT_EQ(entries(drained), (std::vector<void*>{&objects[1], &objects[2]}));
+    ASSERT_NE(drained.Remove(0), 0);
+    EXPECT_NE(drained.Add(1, &objects[3]), 0) << "what was taken out in front makes room";
+    fail_no_array_new();
+    EXPECT_EQ(entries(drained), (std::vector<void*>{&objects[2], &objects[3]}));
 }
 
 }  // namespace
