@@ -21,28 +21,6 @@ bool has_same_uid(const CntsPOP3MailInfo& entry, const CntsPOP3MailInfo& info)
     return has_text(entry.m_cUniqId) && std::strcmp(text_of(entry.m_cUniqId), text_of(info.m_cUniqId)) == 0;
 }
 
-// True when every entry is there and none has an id.
-bool has_no_ids(const CutlCPLBMVector& list)
-{
-    for (long i = 0; i < list.GetCount(); ++i) {
-        const CntsPOP3MailInfo* const entry = entry_at(list, i);
-        if (entry == nullptr || entry->m_nId != 0) return false;
-    }
-    return true;
-}
-
-// Removes an entry from the list, then destroys it: a slot never points at one that is gone.
-bool clear_entry(CutlCPLBMVector& list, long index)
-{
-    const CntsPOP3MailInfo* const entry = entry_at(list, index);
-    if (list.Remove(index) == 0) {
-        NTC_TRACE("<ERR> CntsPOP3MailInfoList::ClearList() cannnot remove info.\n");
-        return false;
-    }
-    delete entry;
-    return true;
-}
-
 enum class Pick { found, none, strange };
 
 // The entry with the status that has the lowest id, the first of equal ones; id 0 only while no other comes.
@@ -241,13 +219,6 @@ int CntsPOP3MailInfoList::ClearId()
 
 int CntsPOP3MailInfoList::ClearList()
 {
-    // Where all go, as for every list that an answer replaces, the last goes first: nothing has to move down.
-    if (has_no_ids(m_cList)) {
-        for (long last = m_cList.GetCount() - 1; last >= 0; --last) {
-            if (!clear_entry(m_cList, last)) return 0;
-        }
-        return 1;
-    }
     long index = 0;
     while (index < m_cList.GetCount()) {
         const CntsPOP3MailInfo* const entry = entry_at(m_cList, index);
@@ -260,7 +231,11 @@ int CntsPOP3MailInfoList::ClearList()
             ++index;
             continue;
         }
-        if (!clear_entry(m_cList, index)) return 0;
+        if (m_cList.Remove(index) == 0) {
+            NTC_TRACE("<ERR> CntsPOP3MailInfoList::ClearList() cannnot remove info.\n");
+            return 0;
+        }
+        delete entry;  // only now: no slot points at what is gone, also where the vector refuses
     }
     return 1;
 }

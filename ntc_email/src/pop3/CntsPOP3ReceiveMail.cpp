@@ -71,8 +71,9 @@ int CntsPOP3ReceiveMail::DownBoundaryLevel()
     }
     const long top = m_nPartDepth - 1;
     const CutlCPLBMString* const innermost = GetBoundaryString();
-    // A slot that stays keeps its string; the depth alone decides what is on the stack.
-    if (m_cBoundaryString->Remove(top) != 0) delete innermost;
+    m_cBoundaryString->Remove(top);
+    // Whatever that says: a slot that stays keeps its string, and the depth alone decides what is on the stack.
+    if (boundary_at(*m_cBoundaryString, top) != innermost) delete innermost;
     m_bIsBoundaryDetected = 0;
     --m_nPartDepth;
     return 1;

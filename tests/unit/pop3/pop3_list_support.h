@@ -11,7 +11,7 @@
 
 namespace velorin_test {
 
-// An entry that tells how many of its kind live.
+// An entry that tells how many of its kind live, and which went.
 class CountedInfo : public velorin::CntsPOP3MailInfo {
 public:
     CountedInfo(int id, const char* uid, long size, int status) : CntsPOP3MailInfo(id, uid, size, status)
@@ -20,9 +20,14 @@ public:
     }
     CountedInfo(const CountedInfo&) = delete;
     CountedInfo& operator=(const CountedInfo&) = delete;
-    ~CountedInfo() override { --live; }
+    ~CountedInfo() override
+    {
+        --live;
+        destroyed.push_back(m_nId);
+    }
 
     static inline int live = 0;
+    static inline std::vector<int> destroyed;  // ids, in order
 };
 
 inline CountedInfo* info(int id, const char* uid, int status = 1, long size = 0)

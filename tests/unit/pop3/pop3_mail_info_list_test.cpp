@@ -99,8 +99,10 @@ TEST_F(MailInfoList, OwnsItsEntries)
     add(info(1, "a"));
     add(info(2, "b"));
     EXPECT_EQ(CountedInfo::live, 2);
+    CountedInfo::destroyed.clear();
     list.reset();
     EXPECT_EQ(CountedInfo::live, 0);
+    EXPECT_THAT(CountedInfo::destroyed, ElementsAre(1, 2)) << "the first one first";
 }
 
 TEST_F(MailInfoList, ItsEndStopsAtTheFirstNullSlot)
@@ -417,6 +419,17 @@ TEST_F(MailInfoList, ClearListStopsWhereTheVectorKeepsAnEntry)
     EXPECT_THAT(entries(*list), ElementsAre("1:u:0:1", "0:u:0:1", "0:u:0:1"))
         << "what was cleared stays cleared";
     EXPECT_EQ(CountedInfo::live, 3);
+}
+
+TEST_F(MailInfoList, ClearListBeginsInFrontAlsoWhereAllGo)
+{
+    for (const char* const uid : {"a", "b", "c"})
+        add(info(0, uid));
+    platform.fail_call(Call::vector_remove, 2);
+    platform.expect_trace(list_line("ClearList() cannnot remove info."));
+    EXPECT_EQ(list->ClearList(), 0);
+    EXPECT_THAT(entries(*list), ElementsAre("0:b:0:1", "0:c:0:1"));
+    EXPECT_EQ(CountedInfo::live, 2);
 }
 
 TEST_F(MailInfoList, ShowListPrintsNothing)
