@@ -169,6 +169,18 @@ TEST_F(Pop3SessionLists, ANextMailThatLacksAFieldIsNotRead)
     EXPECT_EQ(text_of_entry(&next), "4:n:5:6");
 }
 
+// The list that comes destroys the entry before the next mail is read.
+TEST_F(Pop3SessionLists, ANextMailReadIntoAnEntryOfTheListGoesWithIt)
+{
+    platform.answer(answer_of(
+        kListNext, "18", 3, delimited("0A", kReceivedList) + octets_of("12 09 08 07 12 01 78 18 08 20 01")));
+    EXPECT_EQ(session->ListNext(list, *velorin_test::entry(list, 1)), 3u);
+    EXPECT_EQ(hex_of(last_request()),
+              hex_of(request_of(kListNext, number,
+                                delimited("12", kSentList) + octets_of("1A 09 08 01 12 01 61 18 06 20 02"))));
+    expect_received();
+}
+
 TEST_F(Pop3SessionLists, AFailedExchangeChangesNothing)
 {
     for (const Operation& operation : kOperations) {
@@ -184,6 +196,7 @@ TEST_F(Pop3SessionLists, AListThatDoesNotFitFailsWithWhatFitted)
 {
     for (const Operation& operation : kOperations) {
         SCOPED_TRACE(operation.name);
+        constexpr std::uint32_t kUnseen = 5;  // the service's own code gives way
         const std::string too_many =
             octets_of("0A 09 08 07 12 01 78 18 08 20 09 0A 09 08 03 12 01 79 18 04 20 00 "
                       "10 01");
@@ -191,7 +204,7 @@ TEST_F(Pop3SessionLists, AListThatDoesNotFitFailsWithWhatFitted)
                                           ? octets_of("12 09 08 07 12 01 78 18 08 20 01")
                                           : std::string();
         platform.answer(
-            answer_of(operation.method, operation.code_tag, 0, delimited("0A", too_many) + with_info));
+            answer_of(operation.method, operation.code_tag, kUnseen, delimited("0A", too_many) + with_info));
         platform.expect_trace(list_line("AddMailInfo() no room."));
         platform.expect_trace(helper_line("convert_pop3_mail_info_list", "AddMailInfo()"));
         platform.expect_trace(

@@ -19,7 +19,6 @@ using velorin_test::Call;
 using velorin_test::CountedInfo;
 using velorin_test::delimited;
 using velorin_test::entries;
-using velorin_test::entry;
 using velorin_test::hex_of;
 using velorin_test::info;
 using velorin_test::list_line;
@@ -231,12 +230,23 @@ TEST_F(MailInfoListConvert, AnEntryThatTheVectorKeepsStaysOwned)
     ASSERT_EQ(list->AddMailInfo(info(8, "old"), 1), 1);
     platform.fail_call(Call::vector_remove, 1);
     platform.expect_trace(list_line("ClearList() cannnot remove info."));
-    read_wire(element(1, 1), *list);
+    EXPECT_EQ(read_wire(element(1, 1), *list), 0u) << "the reading goes on";
     EXPECT_EQ(CountedInfo::live, 1);
-    ASSERT_GE(list->m_cList.GetCount(), 1);
-    EXPECT_EQ(text_of_entry(entry(*list, 0)), "0:old:0:1");
+    EXPECT_THAT(entries(*list), ElementsAre("0:old:0:1", "1:u:5:1"));
     list.reset();
     EXPECT_EQ(CountedInfo::live, 0);
+}
+
+TEST_F(MailInfoListConvert, ANullSlotStopsTheClearingNotTheReading)
+{
+    ASSERT_EQ(list->AddMailInfo(info(8, "old"), 1), 1);
+    ASSERT_NE(list->m_cList.Add(1, nullptr), 0);
+    platform.expect_trace(list_line("ClearId() strange list."));
+    platform.expect_trace(list_line("ClearId() strange list."));  // of ClearList
+    EXPECT_EQ(read_wire(element(1, 1), *list), 0u);
+    EXPECT_THAT(entries(*list), ElementsAre("null", "1:u:5:1"));
+    EXPECT_EQ(CountedInfo::live, 0);
+    list->m_cList.Remove(0);
 }
 
 TEST_F(MailInfoListConvert, GoesThereAndBack)

@@ -143,6 +143,34 @@ TEST_F(ReceiveMailConvert, ANullBoundaryStackIsNoField)
                      octets_of("70 00 78 01 82 01 0E 08 AC 02 12 03 75 69 64 18 F0 A2 04 20 01 90 01 00")));
 }
 
+TEST_F(ReceiveMailConvert, AnyNumberButZeroIsAFlagThatIsSet)
+{
+    for (const int flag : {2, -1, 256}) {
+        mail.m_bIsHasNext = flag;
+        mail.m_bIsBoundaryDetected = flag;
+        Message message;
+        EXPECT_EQ(ntc_email_esu_pop3_helper::convert_pop3_receive_mail(mail, message), 0u);
+        EXPECT_TRUE(message.is_has_next()) << flag;
+        EXPECT_TRUE(message.is_boundary_detected()) << flag;
+    }
+}
+
+TEST_F(ReceiveMailConvert, BoundariesTravelUpToANullSlotAndNullTextsAsEmpty)
+{
+    auto* const list = new CutlCPLBMVector;
+    ASSERT_NE(list->Add(0, new CutlCPLBMString("a")), 0);
+    ASSERT_NE(list->Add(1, new CutlCPLBMString), 0);
+    ASSERT_NE(list->Add(2, nullptr), 0);
+    CutlCPLBMString behind("behind");
+    ASSERT_NE(list->Add(3, &behind), 0);  // not the mail's: its end stops at the null slot too
+    mail.SetBoundaryStringList(list);
+    Message message;
+    EXPECT_EQ(ntc_email_esu_pop3_helper::convert_pop3_receive_mail(mail, message), 0u);
+    ASSERT_EQ(message.c_boundary_string_size(), 2);
+    EXPECT_EQ(message.c_boundary_string(0), "a");
+    EXPECT_EQ(message.c_boundary_string(1), "");
+}
+
 TEST_F(ReceiveMailConvert, EveryFieldIsRead)
 {
     read_mail(filled_mail(), mail);
@@ -221,6 +249,24 @@ TEST_F(ReceiveMailConvert, AnAnswerCannotEmptyTheBoundaryStack)
     ASSERT_EQ(mail.m_cBoundaryString->GetCount(), 1);
     EXPECT_EQ(text_of(*mail.GetBoundaryString()), "x");
     EXPECT_EQ(live_news(), 1) << "the old boundaries are destroyed";
+}
+
+TEST_F(ReceiveMailConvert, AStackThatTheVectorRefusesLeavesTheOldOne)
+{
+    ASSERT_EQ(mail.UpBoundaryLevel("a"), 1);
+    Message message;
+    ASSERT_TRUE(message.ParseFromString(octets_of("3A 01 73 52 01 78 52 01 79 5A 01 74 70 02")));
+    for (const int nth : {1, 2}) {
+        watch_news(sizeof(CutlCPLBMString));
+        platform.fail_call(velorin_test::Call::vector_add, nth);
+        EXPECT_EQ(ntc_email_esu_pop3_helper::convert_pop3_receive_mail(message, mail), 0x21077103u);
+        EXPECT_EQ(live_news(), 0) << "the new boundaries are destroyed";
+        ASSERT_NE(mail.GetBoundaryString(), nullptr);
+        EXPECT_EQ(text_of(*mail.GetBoundaryString()), "a");
+        EXPECT_EQ(mail.m_nPartDepth, 1) << "nothing behind it is read";
+        EXPECT_EQ(text_of(mail.m_cInReplyTo), "(null)");
+        EXPECT_EQ(text_of(mail.m_cSubject), "s");
+    }
 }
 
 TEST_F(ReceiveMailConvert, AStackReplacesOneThatWasNull)

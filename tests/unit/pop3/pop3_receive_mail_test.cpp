@@ -40,9 +40,14 @@ public:
     CountedPart() { ++live; }
     CountedPart(const CountedPart&) = delete;
     CountedPart& operator=(const CountedPart&) = delete;
-    ~CountedPart() override { --live; }
+    ~CountedPart() override
+    {
+        --live;
+        strings_at_its_end = live_news();
+    }
 
     static inline int live = 0;
+    static inline long strings_at_its_end = -1;
 };
 
 std::vector<std::string> stack_of(const CntsPOP3ReceiveMail& mail)
@@ -259,6 +264,25 @@ TEST_F(ReceiveMail, ADepthBeyondTheStackComesDownOneAtATime)
     EXPECT_EQ(stack_of(mail), Texts{});
 }
 
+TEST_F(ReceiveMail, ADepthWhereTheStackHasNoPlaceTakesNoBoundary)
+{
+    CntsPOP3ReceiveMail mail(info);
+    EXPECT_EQ(mail.UpBoundaryLevel("a"), 1);
+    for (const int depth : {2, 2147483647, -1}) {
+        mail.m_nPartDepth = depth;
+        mail.m_bIsBoundaryDetected = 1;
+        platform.expect_trace(kUpFailed);
+        EXPECT_EQ(mail.UpBoundaryLevel("b"), 0) << depth;
+        EXPECT_EQ(mail.m_nPartDepth, depth);
+        EXPECT_EQ(mail.m_bIsBoundaryDetected, 1);
+        EXPECT_EQ(stack_of(mail), Texts{"a"});
+    }
+    mail.m_nPartDepth = 0;
+    EXPECT_EQ(mail.UpBoundaryLevel("b"), 1);
+    EXPECT_EQ(innermost(mail), "b");
+    EXPECT_EQ(stack_of(mail), (Texts{"b", "a"})) << "at the depth, whatever stands there";
+}
+
 TEST_F(ReceiveMail, ADepthBelowTheStackLooksUpByDepth)
 {
     CntsPOP3ReceiveMail mail(info);
@@ -323,6 +347,21 @@ TEST_F(ReceiveMail, OnlyBoundariesBeforeANullSlotAreDestroyedWithTheStack)
     delete behind;
 }
 
+TEST_F(ReceiveMail, WhatItHasAlreadyIsNotDestroyed)
+{
+    CountedPart::live = 0;
+    CntsPOP3ReceiveMail mail(info);
+    EXPECT_EQ(mail.UpBoundaryLevel("a"), 1);
+    mail.SetBoundaryStringList(mail.m_cBoundaryString);
+    EXPECT_EQ(live_news(), 1);
+    EXPECT_EQ(innermost(mail), "a");
+    mail.SetPart(new CountedPart);
+    mail.SetPart(mail.GetPart());
+    EXPECT_EQ(CountedPart::live, 1);
+    ASSERT_NE(mail.GetPart(), nullptr);
+    EXPECT_EQ(static_cast<int>(mail.GetPart()->m_eContentType), 14);
+}
+
 TEST_F(ReceiveMail, OwnsItsPart)
 {
     CountedPart::live = 0;
@@ -359,6 +398,7 @@ TEST_F(ReceiveMail, ItEndsThroughItsBaseToo)
     CutlCPLBObject* const base = mail;
     delete base;
     EXPECT_EQ(CountedPart::live, 0);
+    EXPECT_EQ(CountedPart::strings_at_its_end, 1) << "the part goes before the boundaries";
     EXPECT_EQ(live_news(), 0);
 }
 
