@@ -1,8 +1,4 @@
 // The mail under reception: its boundary stack and its current part.
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -14,26 +10,24 @@
 #include "mlutl_support.h"
 #include "operator_new.h"
 #include "platform_double.h"
+#include "pop3_stack_support.h"
 
 using velorin::CntsMLUTLMailPart;
 using velorin::CntsPOP3MailInfo;
 using velorin::CntsPOP3ReceiveMail;
 using velorin::CntsPOP3ReceiveMailPart;
 using velorin_test::Call;
+using velorin_test::innermost;
+using velorin_test::kDownEmpty;
+using velorin_test::kDownNoVector;
+using velorin_test::kUpFailed;
 using velorin_test::live_news;
 using velorin_test::PlatformDouble;
-using velorin_test::PseudoRandom;
+using velorin_test::stack_of;
 using velorin_test::text_of;
 using velorin_test::watch_news;
 
 namespace {
-
-constexpr const char* kUpFailed =
-    "<Error> CntsPOP3ReceiveMail::UpBoundaryLevel():[Return FALSE]NULL pointer\n";
-constexpr const char* kDownEmpty =
-    "<Error> CntsPOP3ReceiveMail::DownBoundaryLevel():[Return FALSE]NULL pointer\n";
-constexpr const char* kDownNoVector =
-    "<Error> CntsPOP3ReceiveMail::DownBoundaryLevel():m_cBoundaryString is NULL\n";
 
 class CountedPart : public CntsPOP3ReceiveMailPart {
 public:
@@ -49,23 +43,6 @@ public:
     static inline int live = 0;
     static inline long strings_at_its_end = -1;
 };
-
-std::vector<std::string> stack_of(const CntsPOP3ReceiveMail& mail)
-{
-    std::vector<std::string> texts;
-    if (mail.m_cBoundaryString == nullptr) return {"no vector"};
-    for (long index = 0; index < mail.m_cBoundaryString->GetCount(); ++index) {
-        const void* const slot = mail.m_cBoundaryString->GetAt(index);
-        texts.push_back(slot == nullptr ? "null" : text_of(*static_cast<const CutlCPLBMString*>(slot)));
-    }
-    return texts;
-}
-
-std::string innermost(CntsPOP3ReceiveMail& mail)
-{
-    const CutlCPLBMString* const text = mail.GetBoundaryString();
-    return text == nullptr ? "none" : text_of(*text);
-}
 
 class ReceiveMail : public testing::Test {
 protected:
@@ -400,58 +377,4 @@ TEST_F(ReceiveMail, ItEndsThroughItsBaseToo)
     EXPECT_EQ(CountedPart::live, 0);
     EXPECT_EQ(CountedPart::strings_at_its_end, 1) << "the part goes before the boundaries";
     EXPECT_EQ(live_news(), 0);
-}
-
-TEST_F(ReceiveMail, TheStackAgreesWithAModelOverRandomOperations)
-{
-    for (const std::uint32_t seed : {1u, 2u, 3u}) {
-        PseudoRandom random(seed);
-        Texts model;
-        auto mail = std::make_unique<CntsPOP3ReceiveMail>(info);
-        std::size_t deepest = 0;
-        long strings = 0;
-        for (int step = 0; step < 10000; ++step) {
-            Texts lines;
-            int detected = static_cast<int>(random.below(2));
-            mail->m_bIsBoundaryDetected = detected;
-            // Pushes and pops prevail in turn, so that the stack gets deep and empty.
-            const bool rising = (step / 50) % 2 == 0;
-            const std::uint32_t chosen = random.below(10);
-            if (chosen == 1) platform.fail_call(Call::vector_add, 1);
-            // Longer than a string object, so that no text is taken for one.
-            const std::string text = random.text("'()+_,-./:=? abcXYZ059", 40 + random.below(31));
-            const long before = live_news();
-            if (chosen == 0) {
-                lines.push_back(kUpFailed);
-                ASSERT_EQ(mail->UpBoundaryLevel(nullptr), 0);
-            } else if (chosen == 1) {
-                lines.push_back(kUpFailed);
-                ASSERT_EQ(mail->UpBoundaryLevel(text.c_str()), 0);
-            } else if ((chosen < 7) == rising) {
-                ASSERT_EQ(mail->UpBoundaryLevel(text.c_str()), 1);
-                model.push_back(text);
-                detected = 0;
-            } else if (model.empty()) {
-                lines.push_back(kDownEmpty);
-                ASSERT_EQ(mail->DownBoundaryLevel(), 0);
-            } else {
-                ASSERT_EQ(mail->DownBoundaryLevel(), 1);
-                model.pop_back();
-                detected = 0;
-            }
-            strings += live_news() - before;
-            ASSERT_EQ(strings, static_cast<long>(model.size())) << "seed " << seed << ", step " << step;
-            deepest = std::max(deepest, model.size());
-            ASSERT_EQ(stack_of(*mail), model) << "seed " << seed << ", step " << step;
-            ASSERT_EQ(mail->m_nPartDepth, static_cast<int>(model.size()));
-            ASSERT_EQ(mail->m_bIsBoundaryDetected, detected);
-            ASSERT_EQ(innermost(*mail), model.empty() ? "none" : model.back());
-            ASSERT_EQ(platform.take_traces(), lines);
-        }
-        EXPECT_GE(deepest, 10u);
-        EXPECT_EQ(strings, static_cast<long>(model.size()));
-        const long before = live_news();
-        mail->SetBoundaryStringList(nullptr);
-        EXPECT_EQ(before - live_news(), strings);
-    }
 }
