@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ntc_email_esu_pop3_main_communicator.h"
 #include "operator_new.h"
 #include "platform_double.h"
 #include "pop3_service.h"
@@ -67,6 +68,17 @@ TEST_F(Pop3SessionAccount, EachSendsTheSessionsNumberAndNoMore)
         EXPECT_EQ(control.call(*session), 0u);
         EXPECT_EQ(hex_of(last_request()), hex_of(request_of(control.method, number)));
     }
+}
+
+TEST(Pop3Communicator, ItsNumberIsTheLowHalfOfItsAddress)
+{
+    velorin_test::PlatformDouble platform;
+    platform.answer("");
+    velorin::ntc_email_esu_pop3_main_communicator communicator;
+    EXPECT_EQ(communicator.call_noop(), 0u);
+    const auto address = reinterpret_cast<std::uintptr_t>(&communicator);
+    EXPECT_EQ(hex_of(platform.request(0)),
+              hex_of(request_of(velorin_test::kNoop, static_cast<std::uint32_t>(address))));
 }
 
 TEST_F(Pop3SessionAccount, EachPassesTheServicesCodeThrough)
