@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Sets up, builds, and sends one mail for real: Japanese text and a PDF through library, channel and mail service to an
-# SMTP server on this machine, then compares what arrived with what was sent. Leaves nothing running.
+# Sets up, builds, and sends and receives one mail for real: Japanese text and a PDF through library, channel and mail service
+# to an SMTP server on this machine, from there by POP3 back into files, compared with what was sent. Leaves nothing running.
 #   usage: scripts/demo.sh
 set -euo pipefail
 
@@ -59,19 +59,31 @@ cat >"$scratch/text.txt" <<'TEXT'
 カタカナ、ひらがな、漢字。
 TEXT
 
-"$build/bin/loopback-mailbox" --folder "$scratch/mailbox" --smtp-port 0 --ports-file "$scratch/ports" --lifetime 120 &
+printf 'made up for the demo\n' >"$scratch/password"
+"$build/bin/loopback-mailbox" --folder "$scratch/mailbox" --smtp-port 0 --pop3-port 0 --ports-file "$scratch/ports" \
+    --user reader --password "$(cat "$scratch/password")" --lifetime 120 &
 mailbox=$!
-wait_for "$scratch/ports" "$mailbox" || fail "the SMTP server did not start"
+wait_for "$scratch/ports" "$mailbox" || fail "the mail server did not start"
 smtp_port=$(sed -n 's/^smtp_port=//p' "$scratch/ports")
+pop3_port=$(sed -n 's/^pop3_port=//p' "$scratch/ports")
 
 export VELORIN_CHANNEL_DIR=$scratch/channel
 "$build/bin/velorin-maild" >"$scratch/maild.log" 2>&1 &
 daemon=$!
-wait_for "$scratch/channel/ntc_email_smtp" "$daemon" || fail "the mail service did not start: $(cat "$scratch/maild.log")"
+wait_for "$scratch/channel/ntc_email_pop3" "$daemon" || fail "the mail service did not start: $(cat "$scratch/maild.log")"
 
-printf '\nSending through the mail service to an SMTP server on 127.0.0.1:%s\n' "$smtp_port"
-"$build/bin/velorin-mail" send --daemon --config /dev/null \
-    --server 127.0.0.1 --port "$smtp_port" --tls none \
+# Every command goes through the running mail service.
+mail() {
+    "$build/bin/velorin-mail" "$1" --daemon --config /dev/null --server 127.0.0.1 --tls none "${@:2}"
+}
+
+# The same for the commands that read the mailbox.
+mailbox() {
+    mail "$1" --port "$pop3_port" --user reader --password-file "$scratch/password" "${@:2}"
+}
+
+printf '\nSend, to the SMTP server on 127.0.0.1:%s\n' "$smtp_port"
+mail send --port "$smtp_port" \
     --from '"Velorin demo" <demo@example.com>' --to 'reader@example.org' --cc '"Second, Reader" <second@example.org>' \
     --subject '=?utf-8?B?5pel5pys6Kqe44Gu5Lu25ZCN?=' --charset iso-2022-jp \
     --text "$scratch/text.txt" --attach "$scratch/report.pdf" ||
@@ -80,4 +92,22 @@ printf '\nSending through the mail service to an SMTP server on 127.0.0.1:%s\n' 
 [ -e "$scratch/mailbox/1.eml" ] || fail "the server kept no mail"
 python3 "$here/demo/show_mail.py" "$scratch/mailbox/1.eml" "$scratch/text.txt" "$scratch/report.pdf" ||
     fail "what arrived is not what was sent"
-printf '\ndemo: what arrived is what was sent\n'
+
+printf '\nList, from the POP3 server on 127.0.0.1:%s\n' "$pop3_port"
+mailbox list || fail "listing failed"
+
+printf '\nFetch\n'
+mailbox fetch --folder "$scratch/fetched" --state "$scratch/state" || fail "fetching failed"
+(cd "$scratch/fetched" && find . -type f -printf '  %P, %s octets\n' | sort)
+
+printf '\nFetched, compared with what was sent\n'
+cmp "$scratch"/fetched/*/text-1.txt "$scratch/text.txt" || fail "the text that was fetched is not what was sent"
+cmp "$scratch"/fetched/*/report.pdf "$scratch/report.pdf" || fail "the attachment that was fetched is not what was sent"
+printf '  text and attachment: every octet as sent\n'
+
+printf '\nDelete what was fetched, and list again\n'
+mailbox delete --fetched --state "$scratch/state" || fail "deleting failed"
+[ "$(mailbox list --json | python3 -c 'import json, sys; print(len(json.load(sys.stdin)["mails"]))')" = 0 ] ||
+    fail "the mailbox is not empty"
+mailbox list
+printf '(empty)\n\ndemo: what was sent came back as it was, and the mailbox is empty\n'

@@ -76,7 +76,7 @@ def main():
         print("  | " + line)
     attachment = next(part for part in leaves if part.get_filename()).get_payload(decode=True)
 
-    print("\nCompared with what was sent")
+    print("\nOn the server, compared with what was sent")
     with open(sys.argv[2], encoding="utf-8", newline="") as file:
         sent_text = file.read()
     with open(sys.argv[3], "rb") as file:
