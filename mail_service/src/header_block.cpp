@@ -33,10 +33,12 @@ bool is_blank(char octet)
     return octet == ' ' || octet == '\t';
 }
 
+// Somebody's line ends are CR CR LF.
 std::string_view without_line_end(std::string_view line)
 {
     if (!line.empty() && line.back() == '\n') line.remove_suffix(1);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    while (!line.empty() && line.back() == '\r')
+        line.remove_suffix(1);
     return line;
 }
 

@@ -21,9 +21,10 @@ std::string_view line_end_of(std::string_view line)
     return cr ? kCrLf : kLf;
 }
 
+// A CR, too: of a mail whose line ends somebody wrote as CR CR LF.
 bool is_padding(std::string_view text)
 {
-    return text.find_first_not_of(" \t") == std::string_view::npos;
+    return text.find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
 }  // namespace
