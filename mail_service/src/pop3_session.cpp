@@ -318,7 +318,7 @@ std::uint32_t Pop3Session::next_piece(Mail& answer, std::size_t room)
         }
     }
     piece.set_n_length(static_cast<std::int32_t>(octets.size()));
-    piece.set_p_buffer(std::move(octets));
+    if (!octets.empty()) piece.set_p_buffer(std::move(octets));  // the library's queue takes no empty block
     if (code == 0 && !reader_->has_next()) mail_over();
     return settle(code);
 }
@@ -372,7 +372,6 @@ std::uint32_t Pop3Session::receive_part_body(const Mail& mail, Mail& answer, std
     ntc_email_esu_mlutl_mail_part& part = *answer.mutable_p_part()->mutable_p_part();
     put_kinds(part_.facts, part);
     put_short_texts(part_.facts, part);
-    part.set_p_buffer("");
     part.set_n_length(0);
     part.set_is_terminate(true);
     put_place(*reader_, answer);
