@@ -7,6 +7,7 @@
 #include "CutlCPLBOSBoundary.h"
 #include "utl_lib_convert.h"
 
+#include "character_walk.h"
 #include "header_block.h"
 #include "piece_cutter.h"
 
@@ -157,21 +158,33 @@ std::string octets_of(const EncodedWord& word)
     return word.encoding == 'B' ? decoded_base64(word.text) : decoded_q(word.text);
 }
 
-// Neighbouring words of one character set.
-std::string decoded_words(const std::vector<EncodedWord>& words)
+// What neighbouring words say. One that stays as it came keeps a blank to its neighbours.
+struct WordRun {
+    std::string text;
+    bool begun = false;
+    bool ends_encoded = false;
+
+    void add(const std::string& more, bool encoded)
+    {
+        if (begun && (encoded || ends_encoded)) text += ' ';
+        text += more;
+        begun = true;
+        ends_encoded = encoded;
+    }
+};
+
+// Adds words of one character set.
+void add_words(const std::vector<EncodedWord>& words, WordRun& run)
 {
     std::string octets;
     for (const EncodedWord& word : words)
         octets += octets_of(word);
     std::string out;
-    if (to_utf8(octets, words.front().charset, out)) return out;
+    if (to_utf8(octets, words.front().charset, out)) return run.add(out, false);
     for (const EncodedWord& word : words) {
-        std::string one;
-        if (!to_utf8(octets_of(word), word.charset, one))
-            one = (out.empty() ? "" : " ") + raw_text(word.whole);
-        out += one;
+        const bool known = to_utf8(octets_of(word), word.charset, out);
+        run.add(known ? out : raw_text(word.whole), !known);
     }
-    return out;
 }
 
 // The next encoded word at or behind `at`.
@@ -227,6 +240,7 @@ std::string decoded_text(std::string_view text, Type::eCharSet own)
         if (from == std::string_view::npos) break;
         out += guessed_utf8(text.substr(at, from - at), own);
         std::vector<EncodedWord> words = {word};
+        WordRun run;
         at = from + word.whole.size();
         for (;;) {
             // Blanks between encoded words are not part of the text (RFC 2047, 6.2).
@@ -236,12 +250,13 @@ std::string decoded_text(std::string_view text, Type::eCharSet own)
             if (!read_word(text.substr(next), word)) break;
             at = next + word.whole.size();
             if (!equal_ignoring_case(word.charset, words.front().charset)) {
-                out += decoded_words(words);
+                add_words(words, run);
                 words.clear();
             }
             words.push_back(word);
         }
-        out += decoded_words(words);
+        add_words(words, run);
+        out += run.text;
     }
     return out + guessed_utf8(text.substr(at), own);
 }
@@ -255,10 +270,11 @@ std::size_t end_of_entry(std::string_view text, std::size_t at)
     std::size_t comments = 0;
     bool quoted = false;
     bool angle = false;
-    for (; at < text.size(); ++at) {
-        const char octet = text[at];
+    CharacterWalk walk(text, at);
+    for (; !walk.over(); walk.step()) {
+        const char octet = walk.octet();
         if (octet == '\\' && (quoted || comments > 0)) {
-            ++at;
+            walk.step();
         } else if (octet == '"' && comments == 0) {
             quoted = !quoted;
         } else if (quoted) {
@@ -274,7 +290,7 @@ std::size_t end_of_entry(std::string_view text, std::size_t at)
         } else if (octet == '>') {
             angle = false;
         } else if (!angle && (octet == ',' || octet == ';')) {
-            return at;
+            return walk.at();
         }
     }
     return text.size();
@@ -284,13 +300,13 @@ std::size_t end_of_entry(std::string_view text, std::size_t at)
 std::size_t angle_of(std::string_view entry)
 {
     bool quoted = false;
-    for (std::size_t at = 0; at < entry.size(); ++at) {
-        if (quoted && entry[at] == '\\')
-            ++at;
-        else if (entry[at] == '"')
+    for (CharacterWalk walk(entry); !walk.over(); walk.step()) {
+        if (quoted && walk.octet() == '\\')
+            walk.step();
+        else if (walk.octet() == '"')
             quoted = !quoted;
-        else if (!quoted && entry[at] == '<')
-            return at;
+        else if (!quoted && walk.octet() == '<')
+            return walk.at();
     }
     return entry.size();
 }
@@ -299,14 +315,14 @@ std::string without_quotes(std::string_view phrase, bool& had_quotes)
 {
     std::string out;
     bool quoted = false;
-    for (std::size_t at = 0; at < phrase.size(); ++at) {
-        if (phrase[at] == '"') {
+    for (CharacterWalk walk(phrase); !walk.over(); walk.step()) {
+        if (walk.octet() == '"') {
             quoted = !quoted;
             had_quotes = true;
-        } else {
-            if (quoted && phrase[at] == '\\' && at + 1 < phrase.size()) ++at;
-            out += phrase[at];
+            continue;
         }
+        if (quoted && walk.octet() == '\\' && walk.at() + 1 < phrase.size()) walk.step();
+        out += walk.character();
     }
     return out;
 }

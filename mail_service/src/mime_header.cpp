@@ -4,6 +4,7 @@
 
 #include "CntsMLUTLMailType.h"
 
+#include "character_walk.h"
 #include "header_text.h"
 
 namespace velorin::service {
@@ -48,12 +49,57 @@ std::string without_percents(std::string_view text)
 std::string take_quoted(std::string_view text, std::size_t& at)
 {
     std::string out;
-    for (++at; at < text.size() && text[at] != '"'; ++at) {
-        if (text[at] == '\\' && at + 1 < text.size() && (text[at + 1] == '"' || text[at + 1] == '\\')) ++at;
-        out += text[at];
+    CharacterWalk walk(text, at + 1);
+    for (; !walk.over() && walk.octet() != '"'; walk.step()) {
+        const std::size_t next = walk.at() + 1;
+        if (walk.octet() == '\\' && next < text.size() && (text[next] == '"' || text[next] == '\\'))
+            walk.step();
+        out += walk.character();
     }
+    at = walk.at();
     if (at < text.size()) ++at;
     return out;
+}
+
+// Behind blanks and comments (RFC 5322, 3.2.2).
+std::size_t behind_comments(std::string_view text, std::size_t at)
+{
+    std::size_t comments = 0;
+    CharacterWalk walk(text, at);
+    for (; !walk.over(); walk.step()) {
+        const char octet = walk.octet();
+        if (octet == '(')
+            ++comments;
+        else if (octet == ')' && comments > 0)
+            --comments;
+        else if (octet == '\\' && comments > 0)
+            walk.step();
+        else if (comments == 0 && !is_blank(octet))
+            break;
+    }
+    return std::min(walk.at(), text.size());
+}
+
+// What a value says before its parameters: the first word, or two with a slash between them, without the blanks and
+// comments that may stand around each (RFC 2045, 5.1).
+std::string leading_token(std::string_view text)
+{
+    std::string out;
+    for (std::size_t at = behind_comments(text, 0); at < text.size(); at = behind_comments(text, at)) {
+        const bool goes_on = out.empty() || out.back() == '/' || text[at] == '/';
+        if (!goes_on) break;
+        const std::size_t end = std::min(text.find_first_of(" \t(", at), text.size());
+        out += text.substr(at, end - at);
+        at = end;
+    }
+    return out;
+}
+
+// RFC 2045, 5.2: a type that is none is text/plain.
+bool is_type(const std::string& token)
+{
+    const std::size_t slash = token.find('/');
+    return slash != token.npos && slash > 0;
 }
 
 // charset'language'octets
@@ -70,24 +116,14 @@ Extended split_extended(std::string_view value)
     return {value.substr(0, first), value.substr(second + 1)};
 }
 
-std::string joined_octets(const std::string& value, bool first, bool extended, std::string& charset)
-{
-    if (!extended) return value;
-    if (!first) return without_percents(value);
-    const Extended parts = split_extended(value);
-    charset = std::string(parts.charset);
-    return without_percents(parts.rest);
-}
-
 }  // namespace
 
 ParameterValue::ParameterValue(std::string_view value)
 {
     std::size_t at = std::min(value.find(';'), value.size());
-    const std::string_view token = trimmed(value.substr(0, at));
-    token_ = std::string(token.substr(0, std::min(token.find_first_of(" \t("), token.size())));
+    token_ = leading_token(value.substr(0, at));
     while (at < value.size() && pieces_.size() < kMaxPieces) {
-        ++at;  // the semicolon
+        at = behind_comments(value, at + 1);  // the semicolon
         const std::size_t end = std::min(value.find_first_of("=;", at), value.size());
         const std::string_view name = trimmed(value.substr(at, end - at));
         at = end;
@@ -98,9 +134,9 @@ ParameterValue::ParameterValue(std::string_view value)
         std::string text;
         if (at < value.size() && value[at] == '"') {
             text = take_quoted(value, at);
-            at = std::min(value.find(';', at), value.size());
+            at = find_ascii(value, ';', at);
         } else {
-            const std::size_t until = std::min(value.find(';', at), value.size());
+            const std::size_t until = find_ascii(value, ';', at);
             text = std::string(trimmed(value.substr(at, until - at)));
             at = until;
         }
@@ -155,13 +191,18 @@ bool ParameterValue::has(const char* name) const
 std::string ParameterValue::text(const char* name) const
 {
     std::string out;
-    std::string charset;
+    std::string extended;  // neighbours together: an escape may be cut between two
     bool first = true;
     for (const Piece* piece : pieces_of(name)) {
-        out += joined_octets(piece->value, first, piece->extended, charset);
+        if (piece->extended) {
+            extended += first ? split_extended(piece->value).rest : std::string_view(piece->value);
+        } else {
+            out += without_percents(extended) + piece->value;
+            extended.clear();
+        }
         first = false;
     }
-    return out;
+    return out + without_percents(extended);
 }
 
 std::string ParameterValue::readable(const char* name, bool convert, std::int32_t own_char_set) const
@@ -195,10 +236,11 @@ PartFacts read_facts(const HeaderBlock& header, bool convert, bool in_digest)
         facts.type_text = raw_text(type.token());
         facts.type_value =
             convert ? decoded_text(*value, static_cast<Type::eCharSet>(facts.char_set)) : raw_text(*value);
-        facts.content_type = Type::TestContentType(facts.type_text->c_str());
+        const bool known = is_type(type.token());
+        if (known) facts.content_type = Type::TestContentType(facts.type_text->c_str());
         if (type.has("charset")) facts.char_set = Type::TestCharSet(raw_text(type.text("charset")).c_str());
         const std::string lower = lower_case(type.token());
-        facts.is_text = lower.compare(0, 5, "text/") == 0 || lower.find('/') == std::string::npos;
+        facts.is_text = !known || lower.compare(0, 5, "text/") == 0;
         facts.is_multipart = lower.compare(0, 10, "multipart/") == 0;
         facts.is_digest = lower == "multipart/digest";
         if (facts.is_multipart) {
@@ -216,7 +258,8 @@ PartFacts read_facts(const HeaderBlock& header, bool convert, bool in_digest)
     }
     if (const auto value = header.find("content-transfer-encoding")) {
         facts.encoding_text = raw_text(*value);
-        facts.transfer_encoding = Type::TestTransferEncoding(facts.encoding_text->c_str());
+        facts.transfer_encoding =
+            Type::TestTransferEncoding(raw_text(ParameterValue(*value).token()).c_str());
     }
     ParameterValue disposition("");
     if (const auto value = header.find("content-disposition")) {

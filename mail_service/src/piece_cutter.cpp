@@ -107,14 +107,6 @@ std::size_t cut_shift_jis(std::string_view text, std::size_t limit)
     return at > 0 ? at : limit;
 }
 
-// The length of the escape sequence that `text` begins with.
-std::size_t escape_length(std::string_view text)
-{
-    if (text.substr(0, 3) == "\x1B&@") return text.substr(3, 3) == "\x1B$B" ? 6 : 3;
-    if (text.substr(0, 3) == "\x1B$(") return 4;
-    return 3;
-}
-
 // In front of the escape sequence that `cut` lies in.
 std::size_t cut_escape(std::string_view text, std::size_t cut)
 {
@@ -135,6 +127,13 @@ bool is_shift_jis(std::int32_t char_set)
 }
 
 }  // namespace
+
+std::size_t escape_length(std::string_view text)
+{
+    if (text.substr(0, 3) == "\x1B&@") return text.substr(3, 3) == "\x1B$B" ? 6 : 3;
+    if (text.substr(0, 3) == "\x1B$(") return 4;
+    return 3;
+}
 
 std::size_t character_cut(std::string_view text, std::size_t limit)
 {

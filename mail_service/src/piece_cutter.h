@@ -47,6 +47,9 @@ private:
 // escape sequence of ISO-2022-JP.
 std::size_t character_cut(std::string_view text, std::size_t limit);
 
+// The length of the ISO-2022-JP escape sequence that a text begins with; what is left of it may be shorter.
+std::size_t escape_length(std::string_view text);
+
 // A piece of quoted-printable text for the library's decoder, which takes a dot away from two at its line
 // starts, and has its own idea of where those are: not behind a soft line break, but at the start of every
 // piece and behind escapes that stand there. The server's dots stay where that decoder takes them away, go

@@ -149,6 +149,11 @@ const StructureCase structures[] = {
      MIXED("b") "--b\r\n" MIXED("b") "--b\r\n\r\none\r\n--b--\r\n--b\r\n\r\ntwo\r\n--b--\r\n",
      {"2 multipart/mixed ", "2  one", "1  two"}},
     {"padding behind boundaries", MIXED("b") "--b \t\r\n\r\none\r\n--b-- \r\n", {"1  one"}},
+    {"a CR too many behind every line",
+     "Content-Type: multipart/mixed; boundary=b\r\r\n\r\r\n--b\r\r\nContent-Type: "
+     "text/html\r\r\n\r\r\none\r\r\n"
+     "--b--\r\r\n",
+     {"1 text/html one\\r"}},
     {"what only looks like one",
      MIXED("b") "--b\r\n\r\n--bx\r\n--b-\r\n --b\r\n--b--x\r\n- -b\r\n--b--\r\n",
      {"1  --bx\\r\\n--b-\\r\\n --b\\r\\n--b--x\\r\\n- -b"}},
@@ -229,6 +234,18 @@ TEST(Pop3Receive, TellsWhereTheReadingStands)
     ASSERT_EQ("ok", name_of(client.part_body()));
     EXPECT_EQ("0 b end boundary last", flags()) << "an answer cannot empty the stack, the depth counts";
     EXPECT_EQ("wrong-order", name_of(client.part_header()));
+}
+
+// The library would trace an empty block as a failure.
+TEST(Pop3Receive, AnEmptyPieceHasNoBuffer)
+{
+    OneMail one("Subject: x\r\n\r\n");
+    ASSERT_EQ("ok", name_of(one.client.header()));
+    ASSERT_EQ("ok", name_of(one.client.body()));
+    EXPECT_TRUE(one.client.part().is_terminate());
+    EXPECT_TRUE(one.client.part().has_n_length());
+    EXPECT_EQ(0, one.client.part().n_length());
+    EXPECT_FALSE(one.client.part().has_p_buffer());
 }
 
 TEST(Pop3Receive, ANestedMultipartMayBeAskedForItsBody)
