@@ -37,6 +37,18 @@ inline std::size_t grown_size(long length, long added)
     return static_cast<std::size_t>(length) + static_cast<std::size_t>(added) + 1;
 }
 
+// Makes an empty block one of zeros, `length` of them and a NUL; they are not counted as its octets yet.
+//   result  false when memory runs out or the length is negative
+inline bool allocate_zeroed(HeapBlock& block, long length)
+{
+    const std::size_t size = grown_size(length, 0);
+    if (size == 0) return false;
+    block.data = static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(size));
+    if (block.data == nullptr) return false;
+    std::memset(block.data, 0, size);
+    return true;
+}
+
 // Appends octets to a platform-heap block, to the exact size, and puts a NUL behind them.
 //   result  false when memory runs out or a length is negative: block and length unchanged
 inline bool append_exactly(char*& block, long& length, const void* added, long added_length)

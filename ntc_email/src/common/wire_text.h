@@ -24,6 +24,13 @@ inline const char* text_of(const CutlCPLBMString& text)
     return text.GetString();
 }
 
+// Removes the white space at both ends.
+inline void trim(CutlCPLBMString& text)
+{
+    text.TrimTop();
+    text.TrimBottom();
+}
+
 // Takes a text off the wire, up to its first NUL: texts are NUL-terminated everywhere else.
 inline void copy_text(CutlCPLBMString& text, const std::string& wire)
 {

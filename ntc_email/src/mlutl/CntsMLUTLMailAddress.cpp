@@ -20,12 +20,6 @@ bool is_in(const char* set, char c)
     return c != '\0' && std::strchr(set, c) != nullptr;
 }
 
-void trim(CutlCPLBMString& text)
-{
-    text.TrimTop();
-    text.TrimBottom();
-}
-
 }  // namespace
 
 CntsMLUTLMailAddress::CntsMLUTLMailAddress() : m_cAddress(nullptr) {}

@@ -169,17 +169,6 @@ bool shrink(HeapBlock& block)
     return true;
 }
 
-// A zeroed block for `length` octets and a NUL; false when there is none.
-bool allocate_zeroed(HeapBlock& block, long length)
-{
-    const std::size_t size = grown_size(length, 0);
-    if (size == 0) return false;
-    block.data = static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(size));
-    if (block.data == nullptr) return false;
-    std::memset(block.data, 0, size);
-    return true;
-}
-
 // Length of the base64 text with its line ends, -1 when there is none: an empty input with line ends, or too
 // much.
 long base64_length(long length, long line)

@@ -67,8 +67,7 @@ int ntc_email_esu_mlutl_helper::convert_mlutl_mail_part(const ntc_email_esu_mlut
         copy_text(part.m_cTransferEncoding, message.c_transfer_encoding());  // 7
     if (message.has_c_file_name()) {                                         // 8
         copy_text(part.m_cFIleName, message.c_file_name());
-        part.m_cFIleName.TrimTop();
-        part.m_cFIleName.TrimBottom();
+        trim(part.m_cFIleName);
     }
     if (message.has_c_extension()) copy_text(part.m_cExtension, message.c_extension());    // 9
     if (message.has_p_buffer() && message.has_n_length()) queue_octets(message, part);     // 10 with 11

@@ -19,8 +19,7 @@ int get_text(const CutlCPLBMString& text, CutlCPLBMString& out)
 CutlCPLBMString trimmed(const CutlCPLBMString& text)
 {
     CutlCPLBMString copy(text);
-    copy.TrimTop();
-    copy.TrimBottom();
+    trim(copy);
     return copy;
 }
 

@@ -14,19 +14,10 @@ using velorin::CntsMLUTLMimeUtility;
 
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// Six bits at a time, then cut into lines.
+// In one line, then cut into lines.
 std::string model_encode(std::string_view in, int line_length)
 {
-    std::string flat;
-    for (std::size_t i = 0; i < in.size(); i += 3) {
-        unsigned group = 0;
-        for (std::size_t k = 0; k < 3; ++k)
-            group = group << 8 | (i + k < in.size() ? static_cast<unsigned char>(in[i + k]) : 0u);
-        for (int shift = 18; shift >= 0; shift -= 6)
-            flat += kAlphabet[group >> shift & 63];
-        if (i + 1 >= in.size()) flat[flat.size() - 2] = '=';
-        if (i + 2 >= in.size()) flat[flat.size() - 1] = '=';
-    }
+    const std::string flat = base64_of(in);
     const std::size_t line = line_length < 4 ? 0 : static_cast<std::size_t>(line_length) / 4 * 4;
     if (line == 0) return flat;
     std::string folded;

@@ -72,6 +72,23 @@ std::string trimmed(std::string_view text)
     return std::string(text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1));
 }
 
+// Six bits at a time.
+std::string base64_of(std::string_view octets)
+{
+    constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (std::size_t i = 0; i < octets.size(); i += 3) {
+        unsigned group = 0;
+        for (std::size_t k = 0; k < 3; ++k)
+            group = group << 8 | (i + k < octets.size() ? static_cast<unsigned char>(octets[i + k]) : 0u);
+        for (int shift = 18; shift >= 0; shift -= 6)
+            text += kAlphabet[group >> shift & 63];
+        if (i + 1 >= octets.size()) text[text.size() - 2] = '=';
+        if (i + 2 >= octets.size()) text[text.size() - 1] = '=';
+    }
+    return text;
+}
+
 std::string field(int number, std::string_view octets)
 {
     if (number > 15 || octets.size() > 127)

@@ -76,6 +76,9 @@ std::string text_of(const CutlCPLBMString& string);
 // Without the blanks, tabs, CR and LF at both ends.
 std::string trimmed(std::string_view text);
 
+// The base64 of the octets in one line, with padding.
+std::string base64_of(std::string_view octets);
+
 // A tag with the length of what follows it, and that: how the wire carries texts and messages below 128
 // octets.
 std::string field(int number, std::string_view octets);
