@@ -1,6 +1,7 @@
 #pragma once
 
 // Brings all public headers of the e-mail client library.
+#include "CntsMLUTLDomainFilter.h"
 #include "CntsMLUTLMailAddress.h"
 #include "CntsMLUTLMailException.h"
 #include "CntsMLUTLMailPart.h"
