@@ -107,6 +107,8 @@ def configure(folder, ports, owner):
 
 
 def write(folder, suffix, pop3, pop3s, owner, protocols, mechanisms, more):
+    with open(f"{folder}/dovecot{suffix}.log", "wb"):
+        pass  # made by Dovecot, it would be for root alone to read
     with open(f"{folder}/dovecot{suffix}.conf", "w", encoding="ascii") as config:
         config.write((COMMON + more).format(folder=folder, suffix=suffix, pop3=pop3, pop3s=pop3s, uid=owner[0],
                                             gid=owner[1], domain=DOMAIN, protocols=protocols, mechanisms=mechanisms))

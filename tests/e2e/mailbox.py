@@ -29,14 +29,19 @@ SHARES = (("test_harness_pop3", None), ("test_receive", "embedded"), ("test_rece
           ("test_round_trip", "embedded"), ("test_round_trip", "daemon"))
 
 
-def account_of(state, kind, test):
-    """The account that belongs to this test alone, as the mail service runs now."""
-    module = sys.modules[type(test).__module__]
+def share_of(state, kind, module):
+    """The accounts that belong to a module, as the mail service runs now."""
     script = os.path.splitext(os.path.basename(module.__file__))[0]
-    accounts = state[kind][SHARES.index((script, os.environ.get("VELORIN_E2E_SERVICE")))::len(SHARES)]
+    return state[kind][SHARES.index((script, os.environ.get("VELORIN_E2E_SERVICE")))::len(SHARES)]
+
+
+def account_of(state, kind, test):
+    """The account that belongs to this test alone."""
+    module = sys.modules[type(test).__module__]
+    share = share_of(state, kind, module)
     cases = runner.names_in(module)
-    assert len(cases) <= len(accounts), f"{kind}: {len(accounts)} accounts are too few for {len(cases)} tests"
-    return accounts[cases.index(test.id().partition(".")[2])]
+    assert len(cases) <= len(share), f"{kind}: {len(share)} accounts are too few for {len(cases)} tests"
+    return share[cases.index(test.id().partition(".")[2])]
 
 
 class Arrived:
@@ -131,6 +136,21 @@ def mbox_mails(user):
     return [without_bookkeeping(unquoted(mail).replace(b"\n", b"\r\n")) for mail in mails]
 
 
+def append_to_mbox(user, mails):
+    """Adds mails, with CR LF, to a mailbox that nobody is using."""
+    with open(user["mbox"], "ab") as file:
+        for mail in mails:
+            lines = mail.replace(b"\r\n", b"\n")
+            assert not re.search(rb"^>*From ", lines, re.MULTILINE), "the file has no way to tell this line from its mark"
+            file.write(b"From sender@example.org Sat Nov 22 10:00:00 2025\n" + lines + b"\n")
+
+
+def wait_until_free(user):
+    """Until a session that ended without good-bye has left the mailbox, if it is one of the files."""
+    lock = user.get("mbox", "") + ".lock"
+    assert runner.wait_until(lambda: not os.path.exists(lock)), f"{lock} stays"
+
+
 def unquoted(mail):
     """A line of a mail that begins like the line between two mails has a mark in front."""
     return re.sub(rb"^>From ", b"From ", mail, flags=re.MULTILINE)
@@ -141,6 +161,18 @@ def without_bookkeeping(mail):
     header, end, body = mail.partition(b"\r\n\r\n")
     own = re.compile(rb"(X-UIDL|X-UID|X-IMAPbase|Status):", re.IGNORECASE)
     return b"\r\n".join(line for line in header.split(b"\r\n") if not own.match(line)) + end + body
+
+
+def first_difference(octets, expected):
+    """Where two long texts part, in few words."""
+    at = next((at for at, (one, other) in enumerate(zip(octets, expected)) if one != other),
+              min(len(octets), len(expected)))
+    return f"of {len(octets)} and {len(expected)} octets, at {at}: {octets[at:at + 60]!r}, {expected[at:at + 60]!r}"
+
+
+def deliveries(state, user):
+    """How many mails Postfix has seen into a mailbox."""
+    return sum(f" to=<{user['address']}>," in line and " status=sent " in line for line in log_lines(state, "postfix"))
 
 
 def log_lines(state, log):
@@ -170,3 +202,10 @@ def wait_for_logout(state, log, user):
         return (sum("Info: Login:" in line for line in lines) ==
                 sum(f"pop3({user['login']})" in line and "Disconnected" in line for line in lines) > 0)
     assert runner.wait_until(all_left), f"no end of the sessions of {user['login']} in the log"
+
+
+def pop3_process(state, log, user):
+    """The process that serves a user's last session."""
+    pids = [found.group(1) for line in log_lines(state, log)
+            if (found := re.search(rf"Login: user=<{user['login']}>,.* mpid=(\d+),", line))]
+    return int(pids[-1])

@@ -28,10 +28,6 @@ auth {{
 }};
 virtdomain {{ passwd-dir "{folder}/pop3d-domains"; }};
 apop-database-file "{folder}/pop3d-apop.db";
-locking {{
-  retry-count 1;
-  retry-sleep 1;
-}};
 tcp-wrappers {{ enable no; }};
 tls {{
   ssl-certificate-file "{folder}/tls/server.pem";

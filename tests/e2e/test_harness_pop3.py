@@ -121,7 +121,7 @@ class HarnessPop3(unittest.TestCase):
         marker = f"{uuid.uuid4()}@harness.test".encode()
         with smtplib.SMTP(STATE["host"], STATE["ports"]["plain"], timeout=30) as client:
             client.sendmail("tester@example.org", [self.boxer["address"]], MAIL % marker)
-        runner.wait_until(lambda: mailbox.mbox_mails(self.boxer), mailbox.ARRIVAL_DEADLINE)
+        runner.wait_until(lambda: mailbox.deliveries(STATE, self.boxer), mailbox.ARRIVAL_DEADLINE)
         stored = mailbox.mbox_mails(self.boxer)
         self.assertEqual([mail.endswith(MAIL % marker) for mail in stored], [True])
         client = self.user_pass(self.connect("mbox_pop3"), self.boxer)
