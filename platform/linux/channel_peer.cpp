@@ -40,13 +40,13 @@ bool has_ended(int pidfd)
 // Forks that led to this process: what a thread keeps from before one is not true any more.
 std::atomic<std::uint32_t> forks{0};
 
-struct OwnStartTime {
-    std::uint64_t start_time = 0;
+struct Own {
+    Caller caller{};
     std::uint32_t forks = 0;
 };
 // Each thread reads it once; one for all would take a lock, or an atomic of 64 bits that not every device
 // has.
-thread_local OwnStartTime own;
+thread_local Own own;
 
 }  // namespace
 
@@ -80,11 +80,12 @@ std::uint64_t read_start_time(pid_t pid)
 Caller this_process()
 {
     const std::uint32_t now = forks.load(std::memory_order_relaxed);
-    if (own.start_time == 0 || own.forks != now) {
-        own.start_time = read_start_time(getpid());
+    if (own.caller.start_time == 0 || own.forks != now) {
+        const pid_t pid = getpid();
+        own.caller = Caller{geteuid(), getegid(), pid, read_start_time(pid), true};
         own.forks = now;
     }
-    return Caller{geteuid(), getegid(), getpid(), own.start_time, true};
+    return own.caller;
 }
 
 void forget_this_process()
