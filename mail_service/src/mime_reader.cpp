@@ -164,6 +164,21 @@ std::uint32_t MimeReader::next_part(HeaderBlock& header, bool& implied)
     return implied ? 0 : read_block(header);
 }
 
+// Takes at one stroke what needs no look at each line: those without a hyphen in front are no boundary lines.
+void MimeReader::add_plain_lines(std::string& octets, std::size_t wanted)
+{
+    if (has_slice_) return;
+    std::string_view lines = dialogue_.take_plain_lines(wanted - octets.size());
+    if (lines.empty()) return;
+    octets += line_end_;
+    line_end_ = {};
+    if (!levels_.empty()) {
+        line_end_ = kCrLf;
+        lines.remove_suffix(kCrLf.size());
+    }
+    octets += lines;
+}
+
 std::uint32_t MimeReader::read_body(std::string& octets, std::size_t wanted, bool stuffed)
 {
     if (!preamble_.empty()) {
@@ -171,6 +186,8 @@ std::uint32_t MimeReader::read_body(std::string& octets, std::size_t wanted, boo
         preamble_.clear();
     }
     while (!body_over_ && octets.size() <= wanted) {
+        add_plain_lines(octets, wanted);
+        if (octets.size() > wanted) break;
         Event event = Event::none;
         if (const std::uint32_t code = pull(event, &octets, stuffed)) return code;
         if (event != Event::text) body_over_ = true;

@@ -75,6 +75,7 @@ private:
     std::uint32_t look(Event& event);
     std::uint32_t pull(Event& event, std::string* octets, bool stuffed);
     bool is_boundary();
+    void add_plain_lines(std::string& octets, std::size_t wanted);
     std::uint32_t read_preamble(bool& implied);
     std::uint32_t read_block(HeaderBlock& header);
 

@@ -214,6 +214,25 @@ std::uint32_t Pop3Dialogue::next(LineSlice& slice)
     return 0;
 }
 
+std::string_view Pop3Dialogue::take_plain_lines(std::size_t enough)
+{
+    if (over_ || !at_line_start_ || !at_wire_line_start_) return {};
+    const char* const from = in_.data() + in_at_;
+    const std::size_t there = in_count_ - in_at_;
+    std::size_t taken = 0;
+    while (taken <= enough && taken < there && from[taken] != '.' && from[taken] != '-') {
+        const std::size_t looked_at = std::min(there - taken, kMaxSlice);
+        const auto* const end = static_cast<const char*>(std::memchr(from + taken, '\n', looked_at));
+        if (end == nullptr || end == from + taken || end[-1] != '\r') break;
+        const auto behind = static_cast<std::size_t>(end - from) + 1;
+        if (behind > octets_left_) break;
+        taken = behind;
+    }
+    in_at_ += taken;
+    octets_left_ -= taken;
+    return {from, taken};
+}
+
 std::uint32_t Pop3Dialogue::drain()
 {
     LineSlice slice;

@@ -50,6 +50,11 @@ public:
     void restart_clock();
     //   out     slice: when the result is 0 and over() is false
     std::uint32_t next(LineSlice& slice);
+    // Whole lines out of what has been received already, which next() would give one by one: each ends in CR LF,
+    // none begins with a dot or a hyphen. They stand in the buffer likewise.
+    //   in      enough: octets; no further line is taken once there are more
+    //   result  empty when the next line is none of these
+    std::string_view take_plain_lines(std::size_t enough);
     bool over() const { return over_; }
     bool lf_lines() const { return lf_lines_; }  // the server ends its lines in LF alone
     // Reads on to the final dot.
