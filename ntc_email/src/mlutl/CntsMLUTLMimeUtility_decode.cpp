@@ -23,7 +23,6 @@ constexpr int kDecodedLine = 550;
 constexpr int kUndecodableLine = 561;
 constexpr int kRestLine = 572;
 
-constexpr std::size_t kShortestWord = 6;  // "=?", two delimiters, "?="
 constexpr std::size_t kNone = std::string_view::npos;
 
 struct Marker {
@@ -99,7 +98,7 @@ bool decode_words(std::string_view text, HeapBlock& result, CharSet& charset)
 {
     std::size_t at = 0;
     EncodedWord word{};
-    while (text.size() >= kShortestWord && find_word(text, at, word)) {
+    while (find_word(text, at, word)) {
         const std::string_view whole = text.substr(at, word.end - at);
         HeapBlock decoded;
         if (word.marker == nullptr) {

@@ -46,19 +46,19 @@ constexpr long kHeaderLineLength = 75;  // RFC 2047, section 2: no encoded word 
 struct WordPlan {
     bool is_folded;
     long chunk;  // octets of text a word
-    long work;   // octets of the longest piece that is appended; -1 for a text of no possible length
+    long work;   // octets of the longest piece that is appended; -1 when there is no such length
 };
 
 WordPlan plan_words(std::string_view name, long length, int line)
 {
-    const long overhead = static_cast<long>(name.size()) + 7;  // "=?", "?B?", "?="
-    const std::int64_t room = std::int64_t{line} - overhead - kLineEndLength;
-    const long quads = static_cast<long>(room / 4);
-    if (quads < 1) {
-        const bool is_countable = length >= 0 && length <= INT_MAX / 2;
-        return {false, length, is_countable ? (length + 2) / 3 * 4 + overhead : -1};
-    }
-    return {true, quads * 3, length >= 0 ? overhead + kLineEndLength + 1 + quads * 4 : -1};
+    const std::int64_t overhead = static_cast<std::int64_t>(name.size()) + 7;  // "=?", "?B?", "?="
+    const std::int64_t quads = (line - overhead - kLineEndLength) / 4;         // of base64, on a line
+    const bool is_folded = quads >= 1;
+    if (length < 0 || (!is_folded && length > INT_MAX)) return {is_folded, 0, -1};
+    const std::int64_t chunk = is_folded ? quads * 3 : length;
+    const std::int64_t fold = is_folded ? kLineEndLength + 1 : 0;
+    const std::int64_t work = overhead + fold + (chunk + 2) / 3 * 4;
+    return {is_folded, static_cast<long>(chunk), work < LONG_MAX ? static_cast<long>(work) : -1};
 }
 
 char* put(char* to, std::string_view text)

@@ -89,6 +89,7 @@ TEST(InlineEncode, EncodesKnownBlocks)
          first + "To: " + words("\"" + a + "\" ", 4) + "<a@b>\r\n"},
         {"only \"To: \" is a recipient", first + "to: " + a + " <a@b>\r\n",
          first + "to: " + words(a + " <a@b>", 4) + "\r\n"},
+        {"the blank belongs to it", first + "To:x " + a + "\r\n", first + "To:x " + words(a, 5) + "\r\n"},
         {"Cc is none", first + "Cc: " + a + " <a@b>\r\n", first + "Cc: " + words(a + " <a@b>", 4) + "\r\n"},
         {"a quoted parameter", first + "\tname=\"" + a + ".pdf\"\r\n",
          first + "\tname=\"" + words(a + ".pdf", 7) + "\"\r\n"},

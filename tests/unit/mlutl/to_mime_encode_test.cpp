@@ -184,19 +184,27 @@ TEST(ToMimeEncode, RefusesASetWithoutAName)
     }
 }
 
-TEST(ToMimeEncode, RefusesANegativeLength)
+TEST(ToMimeEncode, RefusesALengthThatIsNone)
 {
-    for (const long in_length : {-1L, std::numeric_limits<long>::min()}) {
-        for (const int line : {0, 75}) {
-            PlatformDouble platform;
-            char* out = const_cast<char*>("before");
-            long length = 5;
-            platform.expect_trace(kNoMemory);
-            EXPECT_EQ(0, CntsMLUTLMimeUtility::ToMimeEncode(static_cast<CharSet>(kUtf8), "ab", in_length, out,
-                                                            length, line));
-            EXPECT_EQ(nullptr, out);
-            EXPECT_EQ(0, length);
-        }
+    const struct {
+        long length;
+        int line;
+    } cases[] = {
+        {-1, 0},
+        {-1, 75},
+        {std::numeric_limits<long>::min(), 0},
+        {std::numeric_limits<long>::min(), 75},
+        {std::numeric_limits<long>::max(), 0},  // one word of it
+    };
+    for (const auto& c : cases) {
+        PlatformDouble platform;
+        char* out = const_cast<char*>("before");
+        long length = 5;
+        platform.expect_trace(kNoMemory);
+        EXPECT_EQ(0, CntsMLUTLMimeUtility::ToMimeEncode(static_cast<CharSet>(kUtf8), "ab", c.length, out,
+                                                        length, c.line));
+        EXPECT_EQ(nullptr, out);
+        EXPECT_EQ(0, length);
     }
 }
 
