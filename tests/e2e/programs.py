@@ -91,7 +91,8 @@ class MailCase(unittest.TestCase):
                 environment[name] = os.environ[name]
         line = [os.environ["VELORIN_MAIL"], command, "--json", *options]
         line += self.service_options(environment, authority or self.state["ca"])
-        done = subprocess.run(line, input=stdin, capture_output=True, env=environment, timeout=DEADLINE, check=False)
+        done = subprocess.run(line, input=stdin, capture_output=True, env=environment, cwd=self.folder,
+                              timeout=DEADLINE, check=False)
         self.assertTrue(done.stdout, f"exit {done.returncode}, no result, stderr: {done.stderr.decode()}")
         for password in self.passwords:
             self.assertNotIn(password.encode(), done.stdout + done.stderr)
