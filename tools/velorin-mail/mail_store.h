@@ -8,6 +8,11 @@
 
 namespace velorin::cli {
 
+constexpr const char* kRawExtension = ".eml";  // of a mail as it is on the server; decoded ones are folders
+
+// The name of a mail with a number in it.
+std::string numbered_mail(const std::string& name, unsigned number);
+
 // The folder that mails are fetched into. A mail is written under a number in a hidden folder in it,
 // ".incoming-...", and gets its name when it is whole and on the disk. Nothing is ever written over.
 class MailStore {

@@ -14,12 +14,12 @@ constexpr std::size_t kBuffer = 128 * 1024;  // octets; more is no faster
 
 }  // namespace
 
-bool NewFile::open(int folder, const std::string& name, mode_t mode)
+bool NewFile::open(int folder, const std::string& name)
 {
     buffer_.clear();
     size_ = 0;
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    file_ = Descriptor(::openat(folder, name.c_str(), flags, mode));
+    file_ = Descriptor(::openat(folder, name.c_str(), flags, 0600));
     return file_.valid();
 }
 

@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <string>
 
-#include <sys/types.h>
-
 #include "descriptor.h"
 
 namespace velorin::cli {
@@ -14,8 +12,8 @@ namespace velorin::cli {
 class NewFile {
 public:
     //   in      folder: descriptor, or AT_FDCWD; name: EEXIST when there is anything of that name, a link
-    //           included
-    bool open(int folder, const std::string& name, mode_t mode = 0666);
+    //           included. Nobody else may read it: mails are private
+    bool open(int folder, const std::string& name);
     bool write(const char* octets, std::size_t length);
     bool sync();   // to the disk
     bool close();  // everything written, or an error

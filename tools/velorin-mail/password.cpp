@@ -20,8 +20,7 @@ constexpr const char* kStep = "password";
 
 bool interrupted(Failure& failure)
 {
-    return fail(failure, kExitSignal + interrupting_signal(), kStep,
-                interrupted_sentence(Stage::kNothingSent));
+    return fail(failure, kExitSignal + interrupting_signal(), kStep, interrupted_sentence(stage()));
 }
 
 // Takes the first line.

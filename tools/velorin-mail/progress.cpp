@@ -63,9 +63,10 @@ void Progress::draw(std::chrono::steady_clock::time_point now)
 {
     const double elapsed = std::chrono::duration<double>(now - began_).count();
     const double rate = elapsed > 0 ? static_cast<double>(octets_) / elapsed : 0;
-    std::fprintf(stderr, "\r\033[K%s %u of %u %s: %s of %s, %s/s", unit_, part_, parts_, name_.c_str(),
-                 readable_octets(static_cast<double>(octets_)).c_str(),
-                 readable_octets(static_cast<double>(total_)).c_str(), readable_octets(rate).c_str());
+    std::fprintf(stderr, "\r\033[K%s %u of %u %s", unit_, part_, parts_, name_.c_str());
+    if (total_ > 0)
+        std::fprintf(stderr, ": %s of %s, %s/s", readable_octets(static_cast<double>(octets_)).c_str(),
+                     readable_octets(static_cast<double>(total_)).c_str(), readable_octets(rate).c_str());
     std::fflush(stderr);
     drawn_ = true;
 }

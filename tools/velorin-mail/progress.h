@@ -16,7 +16,7 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    //   in      total: octets of the whole mail; parts: its parts
+    //   in      total: octets in all, 0: nobody counts them; parts: so many of them
     void begin(std::uint64_t total, unsigned parts);
     //   in      part: from 1; name: printable
     void part(unsigned part, const std::string& name);

@@ -146,7 +146,7 @@ bool SeenState::save(Failure& failure)
     const std::string text = write_seen(account_, mails_);
     ::unlink(aside.c_str());  // of a run that was ended; the lock says that nobody writes it now
     NewFile file;
-    if (!file.open(AT_FDCWD, aside, 0600) || !file.write(text.data(), text.size()) || !file.sync() ||
+    if (!file.open(AT_FDCWD, aside) || !file.write(text.data(), text.size()) || !file.sync() ||
         !file.close()) {
         const int why = errno;
         ::unlink(aside.c_str());
