@@ -14,6 +14,7 @@
 #include "loopback_smtp.h"
 
 #include "cli_process.h"
+#include "mailbox_support.h"
 #include "temporary_folder.h"
 
 using velorin_test::LoopbackMail;
@@ -27,18 +28,6 @@ using velorin_test::Step;
 namespace {
 
 constexpr int kSoon = 10000;  // milliseconds
-
-// Octets without a pattern that a wrong cut might repeat.
-std::string varied_octets(std::size_t size)
-{
-    std::string octets(size, '\0');
-    std::uint32_t state = 0x9E3779B9u;
-    for (char& octet : octets) {
-        state = state * 1664525u + 1013904223u;
-        octet = static_cast<char>(state >> 24);
-    }
-    return octets;
-}
 
 // Decodes base64 that must be of the strict form: lines of 76 characters, the last one shorter, no line end
 // behind it.
