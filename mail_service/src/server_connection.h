@@ -72,6 +72,7 @@ private:
     int socket_ = -1;
     SmtpCapabilities capabilities_;
     bool apop_refused_ = false;
+    bool prompt_ = false;  // what was last waited for came within a moment
 };
 
 }  // namespace velorin::service

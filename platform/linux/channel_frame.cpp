@@ -18,7 +18,7 @@ namespace {
 
 constexpr char kRequestMagic[4] = {'N', 'T', 'Q', 1};
 constexpr char kAnswerMagic[4] = {'N', 'T', 'A', 1};
-constexpr std::chrono::microseconds kMoment(50);
+constexpr std::chrono::microseconds kMoment(100);
 
 // Steps over octets that have been transferred.
 void advance(iovec* parts, std::size_t count, std::size_t octets)
