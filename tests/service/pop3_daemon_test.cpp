@@ -95,6 +95,8 @@ TEST_F(Pop3Daemon, DeletesNothingWhenItEnds)
         const auto daemon = start();
         Pop3Client client(pop3_over_channel());
         ASSERT_EQ("ok", name_of(client.open(server.port())));
+        ASSERT_EQ("ok", name_of(client.next()));
+        client.mean(client.info.n_id(), client.info.c_uniq_id());
         ASSERT_EQ("ok", name_of(client.remove()));
         daemon->signal(signal);
         ASSERT_TRUE(server.wait_for_disconnect(1, kSoon));
