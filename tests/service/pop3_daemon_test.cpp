@@ -102,8 +102,8 @@ TEST_F(Pop3Daemon, DeletesNothingWhenItEnds)
         ASSERT_TRUE(server.wait_for_disconnect(1, kSoon));
         EXPECT_FALSE(server.conversations()[0].quit);
         EXPECT_EQ(1u, server.maildrop().mails().size());
+        daemon->wait_for_end(kSoon);  // until then it may still answer, that it is shutting down
         EXPECT_EQ("no answer", name_of(client.close()));
-        daemon->wait_for_end(kSoon);
     }
 }
 
