@@ -73,6 +73,14 @@ std::string utf8_of(char32_t character)
     return octets;
 }
 
+std::string octets_of(std::uint32_t code)
+{
+    std::string octets;
+    for (int shift = 16; shift >= 0; shift -= 8)
+        if (code >> shift != 0) octets += static_cast<char>(static_cast<unsigned char>(code >> shift & 0xFF));
+    return octets;
+}
+
 std::string hex_of(const std::string& octets)
 {
     std::string text;

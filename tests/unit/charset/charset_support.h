@@ -40,4 +40,5 @@ Converted convert_into(int from, int to, const std::string& text, std::size_t ca
 Converted convert(int from, int to, const std::string& text);
 
 std::string utf8_of(char32_t character);
+std::string octets_of(std::uint32_t code);  // up to three, the highest first, none that is zero in front
 std::string hex_of(const std::string& octets);

@@ -48,6 +48,7 @@ std::optional<std::string> IcuOracle::write(const std::u16string& text)
     const int length = ucnv_fromUChars(converter_, octets.data(), static_cast<int>(octets.size()),
                                        text.data(), static_cast<int>(text.size()), &code);
     if (U_FAILURE(code)) return std::nullopt;
+    if (length == 0 && !text.empty()) return std::nullopt;  // invisible characters are dropped without a word
     octets.resize(static_cast<std::size_t>(length));
     return octets;
 }
