@@ -91,7 +91,7 @@ set_their_fetch() {
     theirs=(curl --config "$scratch/fetch.curl")
 }
 
-# The parts that were written for the large mail and for the first small ones are those that the mails have.
+# Whether what was written are the parts of the mails, as Python reads them.
 check_fetched() {
     "$here/make_mails.py" --check "$1" "$fetched/ours" || fail "what was received is not what was sent"
 }

@@ -1,6 +1,7 @@
 #include "opening_replies.h"
 
 #include <cstring>
+#include <sstream>
 
 #include "last_reply.h"
 
@@ -33,6 +34,16 @@ bool equal_ignoring_case(const std::string& text, const char* upper)
             return false;
     }
     return true;
+}
+
+bool holds_word(const std::string& line, const char* upper)
+{
+    std::istringstream words(line);
+    std::string word;
+    while (words >> word) {
+        if (equal_ignoring_case(word, upper)) return true;
+    }
+    return false;
 }
 
 // The challenge of APOP (RFC 1939, 7).
@@ -118,8 +129,15 @@ bool OpeningReplies::take_pop3_line()
     const bool negative = begins(line_, "-ERR");
     if (!positive && !negative) {  // a line of the answer to CAPA
         if (equal_ignoring_case(line_, "STLS")) offers_tls_ = true;
-        if (equal_ignoring_case(line_.substr(0, 5), "SASL ")) offers_sasl_ = true;
-        if (line_ == ".") step_ = true;
+        if (equal_ignoring_case(line_.substr(0, 5), "SASL ")) {
+            offers_sasl_ = true;
+            const bool in_clear = expects_stls_ && !secured_;  // what is offered there is forgotten
+            if (stops_at_tickets_ && !in_clear && holds_word(line_, "GSSAPI")) offers_ticket_ = true;
+        }
+        if (line_ == ".") {
+            step_ = true;
+            if (offers_ticket_) return false;
+        }
         return greeted_;
     }
     const bool to_capa = capa_due_;

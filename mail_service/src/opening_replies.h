@@ -18,6 +18,8 @@ public:
 
     // POP3: STLS follows the first answer to CAPA, and a second one follows it.
     void expect_stls() { expects_stls_ = true; }
+    // POP3: capabilities with GSSAPI to log in with are taken for malformed; offers_ticket() tells why.
+    void stop_at_tickets() { stops_at_tickets_ = true; }
 
     // Takes octets of the server's side of the dialogue.
     //   result  false when they can be no part of it: nothing more is to be taken
@@ -39,6 +41,7 @@ public:
     bool offers_tls() const { return offers_tls_; }  // STARTTLS or STLS in some answer
     // POP3: what there was to log in with was the challenge of APOP, before USER and PASS.
     bool offers_apop_only() const { return has_timestamp_ && !offers_sasl_; }
+    bool offers_ticket() const { return offers_ticket_; }
     const std::string& line() const { return last_; }
     // SMTP: texts of the last answer to EHLO. What was said before TLS is dropped when TLS begins.
     const std::vector<std::string>& capability_lines() const { return capability_lines_; }
@@ -67,6 +70,8 @@ private:
     bool offers_sasl_ = false;
     bool has_timestamp_ = false;
     bool expects_stls_ = false;
+    bool stops_at_tickets_ = false;
+    bool offers_ticket_ = false;
     bool capa_due_ = false;  // the next reply is CAPA's
     bool new_reply_ = true;
 };

@@ -83,7 +83,7 @@ std::uint32_t Pop3Session::open(ServerConnection& connection)
     if (account_code_ != 0) return account_code_;
     const std::uint32_t code = connection.open(account_, rules_.opening);
     // A server may show the challenge of APOP to users that have no secret for it.
-    return code == kLoginRefused && connection.apop_refused() ? log_in_in_clear(connection) : code;
+    return code != 0 && connection.password_untried() ? log_in_in_clear(connection) : code;
 }
 
 std::uint32_t Pop3Session::log_in_in_clear(ServerConnection& connection)

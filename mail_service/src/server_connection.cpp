@@ -78,9 +78,20 @@ std::string url_of(const ServerAccount& account)
     return url;
 }
 
-const char* login_options_of(const ServerAccount& account)
+// All that libcurl knows to do with a password. Left to itself it takes GSSAPI before them for a user with a
+// domain, and has nothing else when there is no ticket.
+constexpr char kWithPassword[] = "AUTH=CRAM-MD5;AUTH=DIGEST-MD5;AUTH=NTLM;AUTH=LOGIN;AUTH=PLAIN";
+
+bool may_have_ticket(const std::string& user)
 {
-    if (account.protocol == ServerProtocol::pop3) return account.apop ? "AUTH=+APOP" : nullptr;
+    return user.find_first_of("/\\@") != std::string::npos;
+}
+
+const char* login_options_of(const ServerAccount& account, bool with_password)
+{
+    if (account.protocol == ServerProtocol::pop3) {
+        return account.apop ? "AUTH=+APOP" : with_password ? kWithPassword : nullptr;
+    }
     switch (account.auth) {
     case AuthKind::plain:
         return "AUTH=PLAIN";
@@ -91,7 +102,7 @@ const char* login_options_of(const ServerAccount& account)
     case AuthKind::xoauth2:
         return "AUTH=XOAUTH2";
     default:
-        return nullptr;
+        return kWithPassword;
     }
 }
 
@@ -178,8 +189,8 @@ private:
     bool accepted_ = true;
 };
 
-bool apply(CURL* easy, const ServerAccount& account, const OpeningRules& rules, bool log_in, char* error,
-           OpeningReplies& replies)
+bool apply(CURL* easy, const ServerAccount& account, const OpeningRules& rules, bool log_in,
+           bool with_password, char* error, OpeningReplies& replies)
 {
     Options options(easy);
     options.set(CURLOPT_ERRORBUFFER, error);
@@ -222,7 +233,7 @@ bool apply(CURL* easy, const ServerAccount& account, const OpeningRules& rules, 
         } else {
             options.set(CURLOPT_PASSWORD, account.password.c_str());
         }
-        const char* const login_options = login_options_of(account);
+        const char* const login_options = login_options_of(account, with_password);
         if (login_options != nullptr) options.set(CURLOPT_LOGIN_OPTIONS, login_options);
     }
     return options.accepted();
@@ -280,17 +291,34 @@ ServerConnection::~ServerConnection()
 
 std::uint32_t ServerConnection::open(const ServerAccount& account, const OpeningRules& rules, bool log_in)
 {
+    bool wants_ticket = false;
+    if (!log_in || !account.log_in) return open_once(account, rules, Login::none, wants_ticket);
+    const std::uint32_t code = open_once(account, rules, Login::strongest, wants_ticket);
+    if (!wants_ticket) return code;
+    const std::uint32_t second = open_once(account, rules, Login::with_password, wants_ticket);
+    if (second == kNoCommonMethod) password_untried_ = true;
+    return second;
+}
+
+std::uint32_t ServerConnection::open_once(const ServerAccount& account, const OpeningRules& rules,
+                                          Login login, bool& wants_ticket)
+{
     drop();
-    apop_refused_ = false;
-    log_in = log_in && account.log_in;
+    wants_ticket = false;
+    password_untried_ = false;
+    const bool log_in = login != Login::none;
     if (!initialise_once()) return kInternalFailure;
     OpeningReplies replies(account.protocol, last_reply_);
     if (account.tls == TlsMode::on_request) replies.expect_stls();
+    const bool pop3 = account.protocol == ServerProtocol::pop3;
+    if (pop3 && login == Login::strongest && !account.apop && may_have_ticket(account.user))
+        replies.stop_at_tickets();
     auto handles = std::make_unique<Handles>();
     handles->multi = curl_multi_init();
     handles->easy = curl_easy_init();
     if (handles->multi == nullptr || handles->easy == nullptr) return kInternalFailure;
-    if (!apply(handles->easy, account, rules, log_in, handles->error.data(), replies))
+    if (!apply(handles->easy, account, rules, log_in, login == Login::with_password, handles->error.data(),
+               replies))
         return kInternalFailure;
     if (curl_multi_add_handle(handles->multi, handles->easy) != CURLM_OK) return kInternalFailure;
     handles->added = true;
@@ -317,9 +345,11 @@ std::uint32_t ServerConnection::open(const ServerAccount& account, const Opening
     }
     const CURLcode result = done->data.result;
     if (result != CURLE_OK) {
-        const bool pop3 = account.protocol == ServerProtocol::pop3;
-        apop_refused_ = pop3 && !account.apop && replies.refused() && replies.offers_apop_only();
-        return code_of_failure(result, handles->error.data(), account, replies);
+        wants_ticket = replies.offers_ticket() && replies.malformed();
+        const std::uint32_t code = code_of_failure(result, handles->error.data(), account, replies);
+        password_untried_ =
+            pop3 && !account.apop && code == kLoginRefused && replies.refused() && replies.offers_apop_only();
+        return code;
     }
     // A server that offers no log-in at all lets libcurl report success.
     const bool smtp = account.protocol == ServerProtocol::smtp;

@@ -35,8 +35,9 @@ public:
     //   in      log_in: false leaves the log-in to the caller
     //   result  0, or a return code of the service
     std::uint32_t open(const ServerAccount& account, const OpeningRules& rules, bool log_in = true);
-    // The last opening ended when a POP3 server refused APOP, which nobody had asked for.
-    bool apop_refused() const { return apop_refused_; }
+    // The last opening of a POP3 server came to nothing for what nobody had asked for, a refused APOP or
+    // SASL with nothing for passwords: USER and PASS are left.
+    bool password_untried() const { return password_untried_; }
 
     // Sends all octets.
     //   in      deadline: of each 64 KiB
@@ -64,6 +65,11 @@ public:
 private:
     struct Handles;
 
+    enum class Login { none, strongest, with_password };
+
+    //   out     wants_ticket: the server would be asked for GSSAPI, which nobody here has a ticket for
+    std::uint32_t open_once(const ServerAccount& account, const OpeningRules& rules, Login login,
+                            bool& wants_ticket);
     std::uint32_t wait(short events, Deadline deadline);
 
     const CancelSignal& cancel_;
@@ -71,7 +77,7 @@ private:
     std::unique_ptr<Handles> handles_;
     int socket_ = -1;
     SmtpCapabilities capabilities_;
-    bool apop_refused_ = false;
+    bool password_untried_ = false;
     bool prompt_ = false;  // what was last waited for came within a moment
 };
 

@@ -221,3 +221,64 @@ TEST(CliSecret, KeepsItsLimitAndForgets)
     EXPECT_TRUE(secret.empty());
     EXPECT_EQ(std::string(longest.size(), '\0'), std::string(octets, longest.size()));
 }
+
+TEST(CliAccount, AMailboxTakesOverWhatItsOwnSettingsLeaveOpen)
+{
+    static const struct {
+        const char* label;
+        Settings settings;
+        const char* server;
+        const char* user;
+        TlsMode tls;
+        std::int32_t port;
+    } cases[] = {
+        {"all from SMTP", {}, "smtp", "u", TlsMode::kStartTls, 110},
+        {"its own", {{"pop-server", "pop"}, {"pop-user", "p"}}, "pop", "p", TlsMode::kStartTls, 110},
+        {"port 995", {{"pop-port", "995"}}, "smtp", "u", TlsMode::kFromTheStart, 995},
+        {"from the start", {{"pop-tls", "tls"}}, "smtp", "u", TlsMode::kFromTheStart, 995},
+        {"SMTP from the start", {{"port", "465"}}, "smtp", "u", TlsMode::kFromTheStart, 995},
+        {"in clear when it is said", {{"pop-tls", "none"}}, "smtp", "u", TlsMode::kNone, 110},
+        {"SMTP without login", {{"auth", "none"}}, "smtp", "u", TlsMode::kStartTls, 110},
+        {"port of SMTP", {{"port", "587"}}, "smtp", "u", TlsMode::kStartTls, 110},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.label);
+        Settings settings = {{"server", "smtp"}, {"user", "u"}, {"password-file", "f"}};
+        for (const auto& [name, value] : row.settings)
+            settings[name] = value;
+        Account account;
+        Failure failure;
+        ASSERT_TRUE(make_mailbox_account(settings, account, failure)) << failure.sentence;
+        EXPECT_EQ(row.server, account.pop_server);
+        EXPECT_EQ(row.user, account.pop_user);
+        EXPECT_EQ(row.tls, account.pop_tls);
+        EXPECT_EQ(row.port, account.pop_port);
+        EXPECT_EQ("f", account.pop_password.file);
+        const auto record = make_pop3_settings(account, Secret());
+        EXPECT_EQ(row.port, record->n_port);
+        EXPECT_EQ(static_cast<std::uint8_t>(row.tls), record->n_tls_mode);
+        EXPECT_EQ(0, record->n_ssl_auth);
+    }
+}
+
+TEST(CliAccount, AMailboxNeedsServerAndUser)
+{
+    static const struct {
+        Settings settings;
+        const char* part;
+    } cases[] = {
+        {{}, "no server"},
+        {{{"pop-server", "p"}}, "no user"},
+        {{{"pop-server", "a b"}, {"pop-user", "u"}}, "is not the name or address of a server"},
+        {{{"pop-server", "p"}, {"pop-user", "u\n"}}, "pop-user holds a line break"},
+        {{{"pop-server", "p"}, {"pop-user", "u"}, {"pop-port", "0"}}, "pop-port must be a number"},
+        {{{"pop-server", "p"}, {"pop-user", "u"}, {"pop-tls", "ssl"}}, "pop-tls must be"},
+    };
+    for (const auto& row : cases) {
+        Account account;
+        Failure failure;
+        EXPECT_FALSE(make_mailbox_account(row.settings, account, failure)) << row.part;
+        EXPECT_EQ(kExitUsage, failure.exit_code);
+        EXPECT_NE(std::string::npos, failure.sentence.find(row.part)) << failure.sentence;
+    }
+}

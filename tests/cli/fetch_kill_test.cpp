@@ -133,9 +133,9 @@ TEST(CliFetchKill, BeforeEachCallWithRawMails)
 
 TEST(CliFetchKill, InTheMiddleOfManyMails)
 {
-    const MailboxFixture mailbox(mailbox_options(small_mails(600)));
+    const MailboxFixture mailbox(mailbox_options(small_mails(1100)));
     const std::vector<Maildrop::Mail> mails = mailbox.server.maildrop().mails();
-    for (const char* const command : {"RETR 2", "RETR 255", "RETR 258", "RETR 400", "RETR 599"}) {
+    for (const char* const command : {"RETR 2", "RETR 500", "RETR 998", "RETR 1003", "RETR 1099"}) {
         CliProcess process(VELORIN_MAIL_PROGRAM, mailbox.state_arguments("fetch", {"--delete"}));
         if (mailbox.server.wait_for_command(command, kSoon)) process.send_signal(SIGKILL);
         EXPECT_TRUE(process.wait(kPatience).in_time);

@@ -181,3 +181,40 @@ TEST(CliOptions, EverySettingIsAnOption)
         EXPECT_EQ(row->placeholder != nullptr ? "value" : "true", options.account.at(row->name)) << row->name;
     }
 }
+
+TEST(CliOptions, AMailboxGoesByShortAndLongNames)
+{
+    const Options by_short = parsed({"list", "--server", "h", "--port", "1", "--tls", "none", "--user", "u",
+                                     "--apop", "--password-file", "f", "--password-command=c"});
+    const Options by_long =
+        parsed({"list", "--pop-server", "h", "--pop-port", "1", "--pop-tls", "none", "--pop-user", "u",
+                "--pop-apop", "--pop-password-file", "f", "--pop-password-command=c"});
+    EXPECT_EQ(Command::kList, by_short.command);
+    const Settings expected = {
+        {"pop-server", "h"},  {"pop-port", "1"},          {"pop-tls", "none"},          {"pop-user", "u"},
+        {"pop-apop", "true"}, {"pop-password-file", "f"}, {"pop-password-command", "c"}};
+    EXPECT_EQ(expected, by_short.account);
+    EXPECT_EQ(expected, by_long.account);
+}
+
+TEST(CliOptions, FetchAndDeleteTakeUniqueIds)
+{
+    const Options fetch =
+        parsed({"fetch", "a", "--folder", "d", "--uid", "b", "--raw", "--delete", "--state", "s", "--json"});
+    EXPECT_EQ(Command::kFetch, fetch.command);
+    EXPECT_EQ((std::vector<std::string>{"a", "b"}), fetch.mailbox.uids);
+    EXPECT_EQ("d", fetch.mailbox.folder);
+    EXPECT_EQ("s", fetch.mailbox.state_file);
+    EXPECT_TRUE(fetch.mailbox.raw && fetch.mailbox.delete_fetched && fetch.json);
+    const Options unasked = parsed({"fetch", "--keep"});
+    EXPECT_EQ("mail", unasked.mailbox.folder);
+    EXPECT_FALSE(unasked.mailbox.raw || unasked.mailbox.delete_fetched || unasked.mailbox.all);
+    EXPECT_EQ((std::vector<std::string>{"-x"}), parsed({"delete", "--uid=-x"}).mailbox.uids);
+    EXPECT_TRUE(parsed({"delete", "--fetched"}).mailbox.fetched);
+    refused({"delete"});
+    refused({"delete", "--fetched", "a"});
+    refused({"fetch", "--all", "a"});
+    refused({"fetch", "--keep", "--delete"});
+    refused({"list", "a"});
+    refused({"fetch", "--password", "p"});
+}

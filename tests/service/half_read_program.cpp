@@ -6,6 +6,14 @@
 
 #include "pop3_client.h"
 
+// Takes the next mail of the mailbox.
+static bool mean_next(velorin_test::Pop3Client& client)
+{
+    if (client.next() != 0) return false;
+    client.mean(client.info.n_id(), client.info.c_uniq_id());
+    return true;
+}
+
 int main(int argc, char** argv)
 {
     if (argc != 2) return 2;
@@ -15,9 +23,7 @@ int main(int argc, char** argv)
         std::printf("open: %s\n", velorin_test::name_of(opened).c_str());
         return 1;
     }
-    client.mean(1);
-    if (client.remove() != 0) return 1;
-    client.mean(2);
+    if (!mean_next(client) || client.remove() != 0 || !mean_next(client)) return 1;
     if (client.header() != 0 || client.body() != 0 || !client.mail.is_has_next()) return 1;
     std::printf("half read\n");
     std::fflush(stdout);

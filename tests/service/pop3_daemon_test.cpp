@@ -95,13 +95,15 @@ TEST_F(Pop3Daemon, DeletesNothingWhenItEnds)
         const auto daemon = start();
         Pop3Client client(pop3_over_channel());
         ASSERT_EQ("ok", name_of(client.open(server.port())));
+        ASSERT_EQ("ok", name_of(client.next()));
+        client.mean(client.info.n_id(), client.info.c_uniq_id());
         ASSERT_EQ("ok", name_of(client.remove()));
         daemon->signal(signal);
         ASSERT_TRUE(server.wait_for_disconnect(1, kSoon));
         EXPECT_FALSE(server.conversations()[0].quit);
         EXPECT_EQ(1u, server.maildrop().mails().size());
+        daemon->wait_for_end(kSoon);  // until then it may still answer, that it is shutting down
         EXPECT_EQ("no answer", name_of(client.close()));
-        daemon->wait_for_end(kSoon);
     }
 }
 

@@ -25,7 +25,7 @@ namespace {
 
 // Bringing mails to the disk costs about the same for one as for many (256 small ones, measured: 20 ms together,
 // 2 s file by file), so they go there together; a person does not wait long to see the first ones.
-constexpr std::size_t kBatchMails = 256;
+constexpr std::size_t kBatchMails = 1000;
 constexpr std::uint64_t kBatchOctets = 64u << 20;
 constexpr std::chrono::seconds kBatchTime(2);
 
