@@ -11,7 +11,7 @@ void Maildrop::add(std::string octets, std::string uid)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (uid.empty()) uid = "loopback-" + std::to_string(next_++);
-    mails_.push_back({std::move(uid), std::move(octets)});
+    mails_.push_back({std::move(uid), std::move(octets), ++serial_});
 }
 
 std::vector<Maildrop::Mail> Maildrop::mails() const
@@ -25,6 +25,15 @@ void Maildrop::remove(const std::set<std::string>& uids)
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto gone = std::remove_if(mails_.begin(), mails_.end(),
                                      [&uids](const Mail& mail) { return uids.count(mail.uid) != 0; });
+    mails_.erase(gone, mails_.end());
+}
+
+void Maildrop::remove_serials(const std::set<unsigned>& serials)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto gone = std::remove_if(mails_.begin(), mails_.end(), [&serials](const Mail& mail) {
+        return serials.count(mail.serial) != 0;
+    });
     mails_.erase(gone, mails_.end());
 }
 

@@ -23,8 +23,9 @@ namespace velorin_test {
 class Maildrop {
 public:
     struct Mail {
-        std::string uid;     // at most 70 printable characters (RFC 1939)
-        std::string octets;  // without dot stuffing; a last line without CR LF gets one on the wire
+        std::string uid;      // at most 70 printable characters (RFC 1939)
+        std::string octets;   // without dot stuffing; a last line without CR LF gets one on the wire
+        unsigned serial = 0;  // no two have the same
     };
 
     // `uid` empty: one is made up.
@@ -32,11 +33,13 @@ public:
     std::vector<Mail> mails() const;
     // Those with these unique ids go.
     void remove(const std::set<std::string>& uids);
+    void remove_serials(const std::set<unsigned>& serials);
 
 private:
     mutable std::mutex mutex_;
     std::vector<Mail> mails_;
     unsigned next_ = 1;
+    unsigned serial_ = 0;
 };
 
 struct Pop3Options {

@@ -205,7 +205,7 @@ const Maildrop::Mail* Pop3Session::mail_of(std::string_view number) const
     std::size_t index = 0;
     if (!parse_number(number, index) || index == 0 || index > mails_.size()) return nullptr;
     const Maildrop::Mail& mail = mails_[index - 1];
-    return deleted_.count(mail.uid) == 0 ? &mail : nullptr;
+    return deleted_.count(mail.serial) == 0 ? &mail : nullptr;
 }
 
 std::string Pop3Session::stat() const
@@ -213,7 +213,7 @@ std::string Pop3Session::stat() const
     std::size_t count = 0;
     std::size_t octets = 0;
     for (const Maildrop::Mail& mail : mails_) {
-        if (deleted_.count(mail.uid) != 0) continue;
+        if (deleted_.count(mail.serial) != 0) continue;
         ++count;
         octets += mail.octets.size();
     }
@@ -233,7 +233,7 @@ bool Pop3Session::list(bool uids, std::string_view argument)
     }
     std::string reply = "+OK\r\n";
     for (std::size_t index = 0; index < mails_.size(); ++index)
-        if (deleted_.count(mails_[index].uid) == 0)
+        if (deleted_.count(mails_[index].serial) == 0)
             reply += std::to_string(index + 1) + " " + entry(mails_[index]) + "\r\n";
     return dialogue_.answer(step, reply + ".\r\n");
 }
@@ -260,7 +260,7 @@ bool Pop3Session::dele(std::string_view argument)
 {
     const Maildrop::Mail* const mail = mail_of(argument);
     const auto reply = dialogue_.reply_for(Step::kDele, mail != nullptr ? "+OK" : "-ERR no such mail");
-    if (reply.positive() && mail != nullptr) deleted_.insert(mail->uid);
+    if (reply.positive() && mail != nullptr) deleted_.insert(mail->serial);
     return dialogue_.send(reply);
 }
 
@@ -269,7 +269,7 @@ bool Pop3Session::quit()
 {
     dialogue_.log().update(dialogue_.number(), [](Conversation& one) { one.quit = true; });
     const auto reply = dialogue_.reply_for(Step::kQuit, "+OK bye");
-    if (reply.positive() && logged_in_) options_.maildrop->remove(deleted_);
+    if (reply.positive() && logged_in_) options_.maildrop->remove_serials(deleted_);
     if (!dialogue_.send(reply)) return false;
     dialogue_.end(Ending::kQuit);
     return false;

@@ -48,7 +48,7 @@ private:
     std::string claimed_;    // by USER
     bool logged_in_ = false;
     std::vector<Maildrop::Mail> mails_;  // as they were at the login
-    std::set<std::string> deleted_;      // unique ids
+    std::set<unsigned> deleted_;         // serials
 };
 
 }  // namespace velorin_test
