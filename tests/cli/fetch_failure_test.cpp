@@ -70,7 +70,8 @@ TEST(CliFetchFailure, ALineThatDropsInMidMail)
         mailbox.server.add_rule(Rule(Step::kRetr, 3).close_inside());
         std::vector<std::string> how = {"--delete"};
         if (raw) how.emplace_back("--raw");
-        expect_one_sentence(mailbox.fetch(how), 75, "the connection to the server was lost (connection-lost");
+        expect_one_sentence(mailbox.fetch(how), 75,
+                            "fetch uid-3: the connection to the server was lost (connection-lost");
         EXPECT_FALSE(said_dele(mailbox));
         EXPECT_EQ(raw ? 2u : 6u, tree_of(mailbox.out()).size())
             << "what came whole is there, no half mail is";

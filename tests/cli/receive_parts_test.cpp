@@ -304,10 +304,39 @@ TEST(CliSeenState, ForgetsWhatTheServerHasNotHadForAMonth)
         state.mails()[uid].seen = now - 40 * 86400;
     state.mails()["new-and-gone"].seen = now - 86400;
     MailEntry there;
-    there.uid = "old-and-there";
+    there.key = "old-and-there";
     state.listed({there});
     EXPECT_TRUE(state.is_fetched("old-and-there"));
     EXPECT_FALSE(state.is_fetched("old-and-gone"));
     EXPECT_TRUE(state.is_fetched("new-and-gone"));
     EXPECT_GE(state.mails().at("old-and-there").seen, now);
+}
+
+TEST(CliSeenState, ForgetsAMailThatWasDeletedAndIsGone)
+{
+    const TemporaryFolder folder;
+    Account account;
+    Failure failure;
+    SeenState state;
+    ASSERT_TRUE(state.open(folder.path() + "/state", account, failure)) << failure.sentence;
+    const auto now = static_cast<std::int64_t>(std::time(nullptr));
+    const std::map<std::string, SeenMail::Fate> fates = {{"kept", SeenMail::Fate::kKeep},
+                                                         {"no-verdict", SeenMail::Fate::kDelete},
+                                                         {"deleted", SeenMail::Fate::kDeleted},
+                                                         {"deleted-but-there", SeenMail::Fate::kDeleted}};
+    for (const auto& [key, fate] : fates) {
+        state.mails()[key].fate = fate;
+        state.mails()[key].seen = now;
+    }
+    MailEntry there;
+    there.key = "deleted-but-there";
+    state.listed({there});
+    EXPECT_TRUE(state.is_fetched("kept"));
+    EXPECT_TRUE(state.is_fetched("deleted-but-there"));
+    EXPECT_FALSE(state.is_fetched("deleted"));
+    ASSERT_TRUE(state.is_fetched("no-verdict"));
+    EXPECT_EQ(SeenMail::Fate::kDeleted, state.mails().at("no-verdict").fate);
+    state.listed({there});
+    EXPECT_TRUE(state.is_fetched("kept"));
+    EXPECT_FALSE(state.is_fetched("no-verdict"));
 }

@@ -15,14 +15,28 @@ namespace velorin::cli {
 
 namespace {
 
+// Nobody can have meant one of two mails that have the same unique id.
+bool each_is_the_only_one(const std::vector<MailEntry>& chosen, Failure& failure)
+{
+    for (const MailEntry& mail : chosen) {
+        if (mail.key == mail.uid) continue;
+        fail(failure, kExitProtocol, "delete",
+             "more than one mail on the server has this unique id; fetch --delete takes them all");
+        failure.where = mail.uid;
+        return false;
+    }
+    return true;
+}
+
 // What is to be deleted: the mails of the unique ids that were given, all of them or none; or those on the
 // server that were fetched.
 bool choose(const MailboxOptions& options, const std::vector<MailEntry>& listed, const SeenState& state,
             std::vector<MailEntry>& chosen, Failure& failure)
 {
-    if (!options.fetched) return find_mails(listed, options.uids, chosen, failure);
+    if (!options.fetched)
+        return find_mails(listed, options.uids, chosen, failure) && each_is_the_only_one(chosen, failure);
     for (const MailEntry& mail : listed)
-        if (state.is_fetched(mail.uid)) chosen.push_back(mail);
+        if (state.is_fetched(mail.key)) chosen.push_back(mail);
     return true;
 }
 
@@ -47,7 +61,7 @@ bool delete_chosen(const Options& options, std::vector<MailEntry>& deleted, Fail
     deleted = chosen;
     bool known = false;
     for (const MailEntry& mail : deleted) {
-        const auto seen = state.mails().find(mail.uid);
+        const auto seen = state.mails().find(mail.key);
         if (seen == state.mails().end()) continue;
         seen->second.fate = SeenMail::Fate::kDeleted;
         known = true;

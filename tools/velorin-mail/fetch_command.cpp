@@ -2,7 +2,6 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
-#include <set>
 #include <utility>
 
 #include <unistd.h>
@@ -76,10 +75,8 @@ private:
     {
         const MailboxOptions& mailbox = options_.mailbox;
         if (!mailbox.uids.empty()) return find_mails(listed, mailbox.uids, chosen, failure_);
-        std::set<std::string> taken;  // a server may show one mail twice
         for (const MailEntry& mail : listed)
-            if ((mailbox.all || !state_.is_fetched(mail.uid)) && taken.insert(mail.uid).second)
-                chosen.push_back(mail);
+            if (mailbox.all || !state_.is_fetched(mail.key)) chosen.push_back(mail);
         return true;
     }
 
@@ -99,6 +96,7 @@ private:
             mail.temporary = std::to_string(number);
             const auto result = raw ? receive_raw(receiver, mail) : receive(receiver, mail);
             if (result != MailReceiver::Result::kWhole) store_.discard(mail.temporary);
+            if (result != MailReceiver::Result::kWhole && failure_.code != 0) failure_.where = entry.uid;
             if (result == MailReceiver::Result::kBroken) return false;
             if (result == MailReceiver::Result::kRefused) {
                 if (refused_.exit_code == kExitOk) refused_ = failure_;
@@ -143,17 +141,13 @@ private:
     {
         if (placed_ == fetched_.size()) return true;
         if (!store_.sync(failure)) return false;
-        std::set<std::string> given;
         for (std::size_t index = placed_; index < fetched_.size(); ++index) {
             FetchedMail& mail = fetched_[index];
-            std::string name = store_.free_name(mail.name);
-            for (unsigned number = 2; !given.insert(name).second; ++number)
-                name = store_.free_name(numbered_mail(mail.name, number));
-            SeenMail& seen = state_.mails()[mail.entry.uid];
+            SeenMail& seen = state_.mails()[mail.entry.key];
             seen.place = SeenMail::Place::kPending;
             seen.fate = options_.mailbox.delete_fetched ? SeenMail::Fate::kDelete : SeenMail::Fate::kKeep;
             seen.seen = static_cast<std::int64_t>(std::time(nullptr));
-            seen.path = store_.path_of(name);
+            seen.path = store_.path_of(store_.take_name(mail.name));
             seen.temporary = store_.temporary_path_of(mail.temporary);
         }
         if (!state_.save(failure) || !complete_names(failure)) return false;
@@ -166,7 +160,7 @@ private:
     {
         for (; placed_ < fetched_.size(); ++placed_) {
             FetchedMail& mail = fetched_[placed_];
-            SeenMail& seen = state_.mails()[mail.entry.uid];
+            SeenMail& seen = state_.mails()[mail.entry.key];
             if (!give_name(seen, failure)) return false;
             mail.path = seen.path;
         }
@@ -194,15 +188,15 @@ private:
         say("deleting " + std::to_string(condemned.size()) + " mails");
         if (!delete_mails(*open_.session, condemned, failure_)) return false;
         for (const MailEntry& entry : condemned)
-            state_.mails()[entry.uid].fate = SeenMail::Fate::kDeleted;
+            state_.mails()[entry.key].fate = SeenMail::Fate::kDeleted;
         for (FetchedMail& mail : fetched_)
-            mail.deleted = state_.mails()[mail.entry.uid].fate == SeenMail::Fate::kDeleted;
+            mail.deleted = state_.mails()[mail.entry.key].fate == SeenMail::Fate::kDeleted;
         return state_.save(failure_);
     }
 
     bool is_condemned(const MailEntry& entry) const
     {
-        const auto seen = state_.mails().find(entry.uid);
+        const auto seen = state_.mails().find(entry.key);
         return seen != state_.mails().end() && seen->second.fate == SeenMail::Fate::kDelete;
     }
 

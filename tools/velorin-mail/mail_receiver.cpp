@@ -51,7 +51,6 @@ MailReceiver::Result MailReceiver::header(CntsPOP3ReceiveMail& mail, bool& cut)
         failure_.code == code && (code == return_code::kNoSuchMail || code == return_code::kTryLater);
     if (!only_this) return Result::kBroken;
     if (code == return_code::kNoSuchMail) failure_.exit_code = kExitNoInput;
-    failure_.where = text_in(mail.m_cMailInfo.m_cUniqId);
     return Result::kRefused;
 }
 

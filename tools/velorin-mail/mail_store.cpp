@@ -149,14 +149,16 @@ bool MailStore::sync_names(Failure& failure)
     return synced || fail_with_path(failure, folder_path_, writing_failed(errno));
 }
 
-std::string MailStore::free_name(const std::string& wanted) const
+std::string MailStore::take_name(const std::string& wanted)
 {
-    std::string name = wanted;
-    struct stat facts = {};
-    for (unsigned number = 2; ::fstatat(folder_.get(), name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
-         ++number)
-        name = numbered_mail(wanted, number);
-    return name;
+    unsigned& number = numbers_[wanted];
+    for (;;) {
+        ++number;
+        const std::string name = number == 1 ? wanted : numbered_mail(wanted, number);
+        struct stat facts = {};
+        const bool there = ::fstatat(folder_.get(), name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
+        if (!there && taken_.insert(name).second) return name;
+    }
 }
 
 std::string MailStore::temporary_path_of(const std::string& name) const

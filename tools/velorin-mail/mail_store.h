@@ -1,5 +1,7 @@
 #pragma once
 
+#include <map>
+#include <set>
 #include <string>
 
 #include "descriptor.h"
@@ -33,8 +35,9 @@ public:
     // The renamings too.
     bool sync_names(Failure& failure);
 
-    // A name that nothing in the folder has: `wanted`, or one with a number in it.
-    std::string free_name(const std::string& wanted) const;
+    // A name that nothing in the folder has and that was not given before: `wanted`, or one with a number in
+    // it.
+    std::string take_name(const std::string& wanted);
     std::string path_of(const std::string& name) const { return folder_path_ + "/" + name; }
     std::string temporary_path_of(const std::string& name) const;
     void discard(const std::string& name);
@@ -44,6 +47,8 @@ private:
     std::string incoming_name_;
     Descriptor folder_;
     Descriptor incoming_;
+    std::map<std::string, unsigned> numbers_;  // the last one given to a name
+    std::set<std::string> taken_;
 };
 
 // Gives a pending mail its name, or one with a number in it where somebody else has taken that.

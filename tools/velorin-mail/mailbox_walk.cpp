@@ -1,6 +1,7 @@
 #include "mailbox_walk.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "velorin_return_codes.h"
@@ -21,6 +22,7 @@ bool walk_mailbox(CntsPOP3Boundary& session, std::vector<MailEntry>& mails, Fail
     // The list travels with every call. One without entries makes the walk as fast as it can be.
     CntsPOP3MailInfoList none(0);
     CntsPOP3MailInfo info;
+    std::map<std::string, unsigned> copies;
     for (;;) {
         const std::uint32_t code = session.ListNext(none, info);
         if (interrupting_signal() != 0)
@@ -31,6 +33,8 @@ bool walk_mailbox(CntsPOP3Boundary& session, std::vector<MailEntry>& mails, Fail
         mail.number = info.m_nId;
         if (const char* const uid = info.m_cUniqId.GetString()) mail.uid = uid;
         mail.size = info.m_nSize;
+        const unsigned copy = ++copies[mail.uid];
+        mail.key = copy == 1 ? mail.uid : mail.uid + ' ' + std::to_string(copy);
         mails.push_back(mail);
     }
 }
@@ -39,14 +43,18 @@ bool find_mails(const std::vector<MailEntry>& mails, const std::vector<std::stri
                 std::vector<MailEntry>& found, Failure& failure)
 {
     found.clear();
-    std::set<std::string> wanted(uids.begin(), uids.end());
+    const std::set<std::string> wanted(uids.begin(), uids.end());
+    std::set<std::string> there;
     std::vector<MailEntry> chosen;
-    for (const MailEntry& mail : mails)
-        if (!mail.uid.empty() && wanted.erase(mail.uid) != 0) chosen.push_back(mail);
-    if (!wanted.empty()) {
+    for (const MailEntry& mail : mails) {
+        if (mail.uid.empty() || wanted.count(mail.uid) == 0) continue;
+        there.insert(mail.uid);
+        chosen.push_back(mail);
+    }
+    if (there.size() < wanted.size()) {
         // The first one in the order in which they were given.
         const auto missing = std::find_if(uids.begin(), uids.end(),
-                                          [&](const std::string& uid) { return wanted.count(uid) != 0; });
+                                          [&](const std::string& uid) { return there.count(uid) == 0; });
         fail(failure, kExitNoInput, "mail", "the server has no mail of this unique id");
         failure.where = *missing;
         return false;

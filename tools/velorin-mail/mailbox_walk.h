@@ -14,6 +14,9 @@ struct MailEntry {
     int number = 0;   // in this session
     std::string uid;  // empty: the server has no unique ids
     long size = 0;    // octets, as the server says
+    // In the list of fetched mails. The unique id; of further mails of the same one, which copies may have
+    // (RFC 1939, section 7), it has their number behind a blank.
+    std::string key;
 
     CntsPOP3MailInfo info() const;
 };
@@ -22,7 +25,7 @@ struct MailEntry {
 //   in      session: connected
 bool walk_mailbox(CntsPOP3Boundary& session, std::vector<MailEntry>& mails, Failure& failure);
 
-// The mails of these unique ids, in the order of the mailbox, each once.
+// The mails of these unique ids, in the order of the mailbox; all of them where several have the same.
 //   result  false with the sentence when there is none for one of them: found is empty then
 bool find_mails(const std::vector<MailEntry>& mails, const std::vector<std::string>& uids,
                 std::vector<MailEntry>& found, Failure& failure);

@@ -123,20 +123,27 @@ bool SeenState::load(Failure& failure)
     return true;
 }
 
-bool SeenState::is_fetched(const std::string& uid) const
+bool SeenState::is_fetched(const std::string& key) const
 {
-    return mails_.count(uid) != 0;
+    return mails_.count(key) != 0;
 }
 
 void SeenState::listed(const std::vector<MailEntry>& mails)
 {
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
+    std::set<std::string> there;
     for (const MailEntry& mail : mails)
-        if (const auto found = mails_.find(mail.uid); found != mails_.end()) found->second.seen = now;
-    for (auto mail = mails_.begin(); mail != mails_.end();) {
-        const bool forgotten =
-            mail->second.place == SeenMail::Place::kFetched && mail->second.seen < now - kForgetAfter;
-        mail = forgotten ? mails_.erase(mail) : std::next(mail);
+        there.insert(mail.key);
+    for (auto next = mails_.begin(); next != mails_.end();) {
+        const auto mail = next++;
+        SeenMail& seen = mail->second;
+        if (seen.place == SeenMail::Place::kPending) continue;
+        if (there.count(mail->first) != 0)
+            seen.seen = now;
+        else if (seen.fate == SeenMail::Fate::kDeleted || seen.seen < now - kForgetAfter)
+            mails_.erase(mail);
+        else if (seen.fate == SeenMail::Fate::kDelete)
+            seen.fate = SeenMail::Fate::kDeleted;  // the verdict did not arrive
     }
 }
 

@@ -25,7 +25,7 @@ struct SeenMail {
     std::string temporary;  // absolute; of a pending one
 };
 
-// The mails of one account that were fetched, by unique id, in a file that always is whole: every change is
+// The mails of one account that were fetched, by MailEntry::key, in a file that always is whole: every change is
 // written aside, brought to the disk and renamed over it. One process at a time has it.
 class SeenState {
 public:
@@ -36,9 +36,10 @@ public:
 
     std::map<std::string, SeenMail>& mails() { return mails_; }
     const std::map<std::string, SeenMail>& mails() const { return mails_; }
-    bool is_fetched(const std::string& uid) const;
+    bool is_fetched(const std::string& key) const;
 
-    // Tells what the server has now: what it has not had for a month is forgotten with the next save.
+    // Tells what the server has now: what it has not had for a month is forgotten with the next save. A mail
+    // that it has deleted is so as soon as it is gone: its unique id may become that of another mail then.
     void listed(const std::vector<MailEntry>& mails);
 
     //   result  false with the sentence; the file is as it was
