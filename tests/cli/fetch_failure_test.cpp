@@ -3,6 +3,7 @@
 #include <csignal>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "cli_process.h"
 #include "mailbox_support.h"
@@ -163,6 +164,40 @@ TEST(CliFetchFailure, ADamagedListOfFetchedMails)
     EXPECT_EQ(before, tree_of(mailbox.out()));
 }
 
+TEST(CliFetchFailure, AListOfFetchedMailsThatIsNoFile)
+{
+    const MailboxFixture mailbox(mailbox_options(small_mails(1)));
+    const std::string pipe = mailbox.folder.path() + "/pipe";
+    ASSERT_EQ(0, ::mkfifo(pipe.c_str(), 0600));  // nobody writes: to open it would wait for ever
+    for (const std::string& file : {pipe, mailbox.folder.path()}) {
+        const CliResult result =
+            run_cli(mailbox.arguments("fetch", {"--folder", mailbox.out(), "--state", file}));
+        expect_one_sentence(result, 65,
+                            "list of fetched mails " + file + ": this is no file that can be written");
+        EXPECT_FALSE(std::filesystem::exists(file + ".lock"));
+    }
+    EXPECT_TRUE(mailbox.server.conversations().empty());
+}
+
+TEST(CliFetchFailure, AListOfFetchedMailsBehindALinkStaysThere)
+{
+    MailboxFixture mailbox(mailbox_options(small_mails(2)));
+    const std::string real = mailbox.folder.path() + "/real";
+    expect_silent_success(
+        run_cli(mailbox.arguments("fetch", {"uid-1", "--folder", mailbox.out(), "--state", real})));
+    std::filesystem::create_symlink(real, mailbox.state());
+    expect_silent_success(mailbox.fetch());
+    EXPECT_TRUE(std::filesystem::is_symlink(mailbox.state()));
+    EXPECT_EQ(6u, tree_of(mailbox.out()).size());
+    mailbox.server.add_rule(Rule(Step::kUidl, 1).silence());
+    CliProcess first(VELORIN_MAIL_PROGRAM, mailbox.state_arguments("fetch"));
+    ASSERT_TRUE(mailbox.server.wait_for_connection(3, kSoon));
+    expect_one_sentence(run_cli(mailbox.arguments("delete", {"--fetched", "--state", real})), 75,
+                        "another velorin-mail is working with it");
+    first.send_signal(SIGKILL);
+    first.wait(kSoon);
+}
+
 TEST(CliFetchFailure, TheListOfAnotherAccount)
 {
     const MailboxFixture mailbox(mailbox_options(small_mails(1)));
@@ -243,7 +278,10 @@ TEST(CliFetchFailure, AFolderThatCannotBeHad)
          {mailbox.folder.path() + "/file", mailbox.folder.path() + "/none/of/it"}) {
         std::vector<std::string> with_folder = arguments;
         with_folder.insert(with_folder.end(), {"--folder", folder});
-        expect_one_sentence(run_cli(with_folder), 74, "folder " + folder + ": cannot be ");
+        const bool is_file = folder.compare(folder.size() - 5, 5, "/file") == 0;
+        expect_one_sentence(run_cli(with_folder), 74,
+                            "folder " + folder + ": cannot be " +
+                                (is_file ? "opened: Not a directory" : "made: No such file or directory"));
     }
     EXPECT_TRUE(mailbox.server.conversations().empty());
 }

@@ -117,8 +117,10 @@ bool MailStore::open(const std::string& folder, const std::string& identity, Fai
     if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
         return fail_with_path(failure, folder, std::string("cannot be made: ") + std::strerror(errno));
     folder_ = Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder_.valid())
+        return fail_with_path(failure, folder, std::string("cannot be opened: ") + std::strerror(errno));
     const std::unique_ptr<char, decltype(&std::free)> path(::realpath(folder.c_str(), nullptr), &std::free);
-    if (!folder_.valid() || path == nullptr)
+    if (path == nullptr)
         return fail_with_path(failure, folder, std::string("cannot be opened: ") + std::strerror(errno));
     folder_path_ = std::strcmp(path.get(), "/") == 0 ? "" : path.get();
     const std::string name = ".incoming-" + identity;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <set>
 
 #include <fcntl.h>
@@ -79,7 +80,22 @@ bool SeenState::open(const std::string& file, const Account& account, Failure& f
                                   std::string("the folder cannot be made: ") + std::strerror(errno));
         file_ = folder + "/" + name_of(account_);
     }
-    return lock(failure) && load(failure);
+    return find_file(failure) && lock(failure) && load(failure);
+}
+
+// A link would be replaced by the file that takes its place, and two names of one list would have two locks.
+bool SeenState::find_file(Failure& failure)
+{
+    struct stat facts = {};
+    if (::lstat(file_.c_str(), &facts) == 0 && S_ISLNK(facts.st_mode)) {
+        const std::unique_ptr<char, decltype(&std::free)> path(::realpath(file_.c_str(), nullptr),
+                                                               &std::free);
+        if (path != nullptr) file_ = path.get();
+    }
+    if (::stat(file_.c_str(), &facts) != 0 || S_ISREG(facts.st_mode))
+        return true;  // not yet there, or a file
+    return fail_with_file(failure, kExitData, file_,
+                          "this is no file that can be written, give another --state FILE");
 }
 
 // A file of its own is locked: the list itself is another one after every change.
@@ -98,7 +114,7 @@ bool SeenState::lock(Failure& failure)
 
 bool SeenState::load(Failure& failure)
 {
-    const Descriptor file(::open(file_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    const Descriptor file(::open(file_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     if (!file.valid() && errno == ENOENT) return true;
     struct stat facts = {};
     if (!file.valid() || ::fstat(file.get(), &facts) != 0)

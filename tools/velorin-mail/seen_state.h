@@ -49,6 +49,7 @@ public:
     std::string identity() const;
 
 private:
+    bool find_file(Failure& failure);
     bool lock(Failure& failure);
     bool load(Failure& failure);
 
