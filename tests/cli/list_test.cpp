@@ -165,3 +165,22 @@ TEST(CliList, ShowsHowFarItIsAndEndsAtCtrlC)
     EXPECT_NE(std::string::npos, process.seen().find("interrupted, nothing was changed")) << process.seen();
     EXPECT_EQ(std::string::npos, process.seen().find("unique id")) << process.seen();
 }
+
+TEST(CliList, AnOutputThatTakesNothingIsToldOf)
+{
+    const MailboxFixture mailbox(mailbox_options({kPlain}));
+    const auto run_to = [&](const std::string& output, const std::vector<std::string>& arguments) {
+        std::vector<std::string> words = {"-c", "exec \"$0\" \"$@\" " + output, VELORIN_MAIL_PROGRAM};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        return CliProcess("/bin/sh", words).wait(30000);
+    };
+    for (const char* const output : {"> /dev/full", ">&-"}) {
+        SCOPED_TRACE(output);
+        expect_one_sentence(run_to(output, mailbox.arguments("list")), 74,
+                            "the table cannot be written to standard output");
+        expect_one_sentence(run_to(output, mailbox.state_arguments("fetch", {"--json"})), 74,
+                            "the work is done, but the result cannot be written to standard output");
+        expect_one_sentence(run_to(output, {"list", "--help"}), 74, "standard output cannot be written");
+    }
+    EXPECT_EQ(3u, tree_of(mailbox.out()).size());
+}

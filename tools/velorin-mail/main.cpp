@@ -78,8 +78,9 @@ int run(const std::vector<std::string>& arguments)
     case Command::kTrace:
         return run_trace(options);
     case Command::kHelp:
-        std::fputs(options.help.c_str(), stdout);
-        return kExitOk;
+        if (std::fputs(options.help.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return kExitOk;
+        fail(failure, kExitIo, "", "standard output cannot be written");
+        return report(Outcome(), &failure, false);
     }
     return kExitSoftware;
 }

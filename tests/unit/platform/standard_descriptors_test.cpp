@@ -27,6 +27,10 @@ int occupied(bool without_input, bool without_output, bool without_error)
             if (fstat(descriptor, &here) != 0) _exit(1);
             if (closed[descriptor] && here.st_rdev != null_device.st_rdev) _exit(2);
         }
+        char octet = 0;
+        if (without_input && read(STDIN_FILENO, &octet, 1) != -1) _exit(4);
+        if (without_output && write(STDOUT_FILENO, &octet, 1) != -1) _exit(5);
+        if (without_error && write(STDERR_FILENO, &octet, 1) != 1) _exit(6);
         const int next = open("/dev/null", O_RDONLY);
         _exit(next > STDERR_FILENO ? 0 : 3);
     }
