@@ -68,6 +68,25 @@ TEST(CliTerminal, ShowsHowFarItIs)
     EXPECT_NE(std::string::npos, process.seen().find("the mail was broken off")) << process.seen();
 }
 
+TEST(CliTerminal, ProgressStaysOnALineOfANarrowTerminal)
+{
+    const TemporaryFolder folder;
+    const std::string file = folder.write("name-of-a-file-that-is-long", "");
+    ASSERT_EQ(0, ::truncate(file.c_str(), off_t{1} << 33));  // sparse, and more than can be sent meanwhile
+    SmtpOptions options;
+    options.discard = true;
+    const LoopbackSmtp server(options);
+    TerminalProcess process(
+        send_arguments(server.port(), {"--subject", "s", "--text-string", "x", "--attach", file}), 20);
+    ASSERT_TRUE(process.wait_for_text("part 2 of 2 ")) << process.seen();
+    process.type("\x03");
+    EXPECT_EQ(128 + SIGINT, process.wait());
+    const std::size_t begin = process.seen().find("part 2 of 2 ");
+    // The terminal shows the key, too.
+    const std::string line = process.seen().substr(begin, process.seen().find_first_of("\r^", begin) - begin);
+    EXPECT_EQ("part 2 of 2 name-o\xE2\x80\xA6", line);
+}
+
 TEST(CliTerminal, QuietShowsNothing)
 {
     const LoopbackSmtp server;

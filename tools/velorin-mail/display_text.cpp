@@ -4,6 +4,8 @@
 #include <cwchar>
 
 #include <locale.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include "safe_name.h"
 #include "utf8.h"
@@ -83,6 +85,14 @@ std::string padded(const std::string& text, std::size_t width, bool to_the_right
     const std::size_t columns = display_width(text);
     const std::string blanks(columns < width ? width - columns : 0, ' ');
     return to_the_right ? blanks + text : text + blanks;
+}
+
+std::size_t terminal_width(int descriptor)
+{
+    struct winsize size = {};
+    if (::isatty(descriptor) != 1) return 0;
+    if (::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
+    return size.ws_col;
 }
 
 }  // namespace velorin::cli

@@ -18,4 +18,7 @@ std::string cut_to_width(const std::string& text, std::size_t width);
 // The text with blanks behind it, or before it, up to that many columns.
 std::string padded(const std::string& text, std::size_t width, bool to_the_right = false);
 
+// Columns of the terminal that the descriptor is; 0: it is none.
+std::size_t terminal_width(int descriptor);
+
 }  // namespace velorin::cli

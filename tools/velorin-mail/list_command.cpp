@@ -2,7 +2,6 @@
 #include <array>
 #include <cstdio>
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "velorin_return_codes.h"
@@ -107,15 +106,6 @@ Row row_of(const ListedMail& mail)
             display_text(mail.from),           display_text(mail.subject),   date_for_people(mail.date)};
 }
 
-// Columns of the terminal that standard output is; 0: it is none, and nothing is cut.
-std::size_t terminal_width()
-{
-    struct winsize size = {};
-    if (::isatty(STDOUT_FILENO) != 1) return 0;
-    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
-    return size.ws_col;
-}
-
 // Takes columns from the texts that a person misses least, until the table fits.
 void fit(std::array<std::size_t, kColumns>& widths, std::size_t terminal)
 {
@@ -157,7 +147,7 @@ bool print_table(const std::vector<ListedMail>& mails)
     for (const Row& row : rows)
         for (std::size_t column = 0; column < kColumns; ++column)
             widths[column] = std::max(widths[column], display_width(row[column]));
-    const std::size_t terminal = terminal_width();
+    const std::size_t terminal = terminal_width(STDOUT_FILENO);  // 0: nothing is cut
     if (terminal != 0) fit(widths, terminal);
     for (const Row& row : rows) {
         std::string line = line_of(row, widths);

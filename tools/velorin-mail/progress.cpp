@@ -1,8 +1,11 @@
 #include "progress.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include <unistd.h>
+
+#include "display_text.h"
 
 namespace velorin::cli {
 
@@ -10,7 +13,7 @@ namespace {
 
 constexpr std::chrono::milliseconds
     kInterval(200);                       // often enough to look alive, seldom enough to cost nothing
-constexpr std::size_t kNameColumns = 28;  // the line stays below 80 columns
+constexpr std::size_t kNameColumns = 28;  // what is behind the name has room in 80 columns
 
 }  // namespace
 
@@ -35,7 +38,7 @@ void Progress::begin(std::uint64_t total, unsigned parts)
 void Progress::part(unsigned part, const std::string& name)
 {
     part_ = part;
-    name_ = name.size() <= kNameColumns ? name : name.substr(0, kNameColumns - 3) + "...";
+    name_ = cut_to_width(name, kNameColumns);
 }
 
 void Progress::add(std::uint64_t octets)
@@ -63,10 +66,14 @@ void Progress::draw(std::chrono::steady_clock::time_point now)
 {
     const double elapsed = std::chrono::duration<double>(now - began_).count();
     const double rate = elapsed > 0 ? static_cast<double>(octets_) / elapsed : 0;
-    std::fprintf(stderr, "\r\033[K%s %u of %u %s", unit_, part_, parts_, name_.c_str());
+    std::string line =
+        std::string(unit_) + " " + std::to_string(part_) + " of " + std::to_string(parts_) + " " + name_;
     if (total_ > 0)
-        std::fprintf(stderr, ": %s of %s, %s/s", readable_octets(static_cast<double>(octets_)).c_str(),
-                     readable_octets(static_cast<double>(total_)).c_str(), readable_octets(rate).c_str());
+        line += ": " + readable_octets(static_cast<double>(octets_)) + " of " +
+                readable_octets(static_cast<double>(total_)) + ", " + readable_octets(rate) + "/s";
+    // A line that goes on in a second one cannot be written anew.
+    const std::size_t columns = std::max<std::size_t>(terminal_width(STDERR_FILENO), 1);
+    std::fprintf(stderr, "\r\033[K%s", cut_to_width(line, columns - 1).c_str());
     std::fflush(stderr);
     drawn_ = true;
 }
