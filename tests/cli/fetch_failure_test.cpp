@@ -115,7 +115,9 @@ TEST(CliFetchFailure, AFullDiskInAMail)
         std::vector<std::string> how = {"--delete"};
         if (raw) how.emplace_back("--raw");
         const CliResult result = run_with_file_limit(32, mailbox.state_arguments("fetch", how));
-        expect_one_sentence(result, 74, ": the file would be larger than is allowed");
+        expect_one_sentence(result, 74,
+                            std::string("fetch uid-3") + (raw ? "" : ", text-1.txt") +
+                                ": the file would be larger than is allowed");
         EXPECT_FALSE(said_dele(mailbox));
         EXPECT_EQ("uid-1 uid-2 uid-3", mailbox.on_server());
         EXPECT_EQ(raw ? 2u : 6u, tree_of(mailbox.out()).size());
@@ -123,6 +125,16 @@ TEST(CliFetchFailure, AFullDiskInAMail)
         EXPECT_EQ("", mailbox.on_server());
         EXPECT_EQ(raw ? 3u : 9u, tree_of(mailbox.out()).size());
     }
+}
+
+TEST(CliFetchFailure, AFullDiskUnderALongText)
+{
+    const MailboxFixture mailbox(
+        mailbox_options({"Subject: long\r\n\r\n" + std::string(3u << 20, 'x') + "\r\n"}));
+    expect_one_sentence(run_with_file_limit(32, mailbox.state_arguments("fetch", {"--delete"})), 74,
+                        "fetch uid-1, temporary file: the file would be larger than is allowed");
+    EXPECT_TRUE(tree_of(mailbox.out()).empty());
+    EXPECT_EQ("uid-1", mailbox.on_server());
 }
 
 TEST(CliFetchFailure, AFullDiskInTheListOfFetchedMails)

@@ -96,7 +96,6 @@ private:
             mail.temporary = std::to_string(number);
             const auto result = raw ? receive_raw(receiver, mail) : receive(receiver, mail);
             if (result != MailReceiver::Result::kWhole) store_.discard(mail.temporary);
-            if (result != MailReceiver::Result::kWhole && failure_.code != 0) failure_.where = entry.uid;
             if (result == MailReceiver::Result::kBroken) return false;
             if (result == MailReceiver::Result::kRefused) {
                 if (refused_.exit_code == kExitOk) refused_ = failure_;

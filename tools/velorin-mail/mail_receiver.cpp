@@ -28,22 +28,26 @@ bool MailReceiver::went_well(const char* step, std::uint32_t code)
 {
     if (interrupting_signal() != 0)
         return fail(failure_, kExitSignal + interrupting_signal(), step, interrupted_sentence(stage()));
-    return code == 0 || code == return_code::kAnswerCut || fail_with_code(failure_, step, code);
+    if (code == 0 || code == return_code::kAnswerCut) return true;
+    fail_with_code(failure_, step, code);
+    failure_.where = uid_;
+    return false;
 }
 
-bool MailReceiver::file_failed(const std::string& name)
+bool MailReceiver::file_failed(const std::string& file)
 {
     const int why = errno;
     if (interrupting_signal() != 0)
         return fail(failure_, kExitSignal + interrupting_signal(), kStep, interrupted_sentence(stage()));
     fail(failure_, kExitIo, kStep, writing_failed(why));
-    failure_.where = name;
+    failure_.where = file.empty() ? uid_ : uid_ + ", " + file;
     return false;
 }
 
 // Asks for the mail. A server that refuses one mail goes on with the others.
 MailReceiver::Result MailReceiver::header(CntsPOP3ReceiveMail& mail, bool& cut)
 {
+    uid_ = text_in(mail.m_cMailInfo.m_cUniqId);
     const std::uint32_t code = session_.ReceiveHeader(mail, 1);
     cut = code == return_code::kAnswerCut;
     if (went_well(kStep, code)) return Result::kWhole;
@@ -124,10 +128,10 @@ bool MailReceiver::body(CntsPOP3ReceiveMail& mail, bool of_part, PartTarget& tar
     for (bool is_last = false; !is_last;) {
         const CntsPOP3ReceiveMailPart* const piece = next_piece(mail, of_part);
         if (piece == nullptr) return false;
-        if (!target.write(piece->m_pBuffer, piece->m_nLength)) return file_failed(target.file_name());
+        if (!target.write(piece->m_pBuffer, piece->m_nLength)) return file_failed(target.failing_file());
         is_last = piece->m_bIsTerminate != 0;
     }
-    return target.finish() || file_failed(target.file_name());
+    return target.finish() || file_failed(target.failing_file());
 }
 
 MailReceiver::Result MailReceiver::receive_raw(const MailEntry& entry, int folder, const std::string& name)
@@ -141,14 +145,14 @@ MailReceiver::Result MailReceiver::receive_raw(const MailEntry& entry, int folde
         return Result::kBroken;
     }
     NewFile file;
-    if (!file.open(folder, name)) return file_failed(name), Result::kBroken;
+    if (!file.open(folder, name)) return file_failed(""), Result::kBroken;
     while (mail.m_bIsHasNext != 0) {
         const CntsPOP3ReceiveMailPart* const piece = next_piece(mail, false);
         if (piece == nullptr) return Result::kBroken;
         if (!file.write(piece->m_pBuffer, static_cast<std::size_t>(piece->m_nLength)))
-            return file_failed(name), Result::kBroken;
+            return file_failed(""), Result::kBroken;
     }
-    if (!file.close()) return file_failed(name), Result::kBroken;
+    if (!file.close()) return file_failed(""), Result::kBroken;
     return Result::kWhole;
 }
 

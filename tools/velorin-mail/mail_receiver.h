@@ -44,11 +44,13 @@ private:
     const CntsPOP3ReceiveMailPart* next_piece(CntsPOP3ReceiveMail& mail, bool of_part);
     bool body(CntsPOP3ReceiveMail& mail, bool of_part, PartTarget& target);
     bool went_well(const char* step, std::uint32_t code);
-    bool file_failed(const std::string& name);
+    //   in      file: of the mail's files; empty: the mail is the file
+    bool file_failed(const std::string& file);
 
     CntsPOP3Boundary& session_;
     Progress& progress_;
     Failure& failure_;
+    std::string uid_;  // of the mail under way, for the sentences
 };
 
 }  // namespace velorin::cli

@@ -71,7 +71,10 @@ bool PartTarget::write(const char* octets, long length)
 
 bool PartTarget::keep(const char* octets, std::size_t length)
 {
-    return record_.is_text ? text_.write(octets, length) : file_.write(octets, length);
+    if (!record_.is_text) return file_.write(octets, length);
+    if (text_.write(octets, length)) return true;
+    failing_ = "temporary file";
+    return false;
 }
 
 bool PartTarget::finish()

@@ -21,7 +21,8 @@ public:
                CntsMLUTLMailType::eTransferEncoding encoding);
 
     bool open();
-    const std::string& file_name() const { return record_.file; }
+    // What an error is about: the file in the folder, or that which a long text waits in.
+    const std::string& failing_file() const { return failing_.empty() ? record_.file : failing_; }
     // One piece, transfer-encoded as it came; each decodes by itself.
     bool write(const char* octets, long length);
     // After the last piece: completes the record.
@@ -36,6 +37,7 @@ private:
     CntsMLUTLMailType::eTransferEncoding encoding_;
     NewFile file_;
     Spool text_;
+    std::string failing_;
 };
 
 }  // namespace velorin::cli
