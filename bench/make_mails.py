@@ -3,8 +3,9 @@
 
 usage: make_mails.py FOLDER COUNT       so many mails of about 2 KiB: plain, quoted-printable, with an attachment
        make_mails.py FOLDER large MIB   one mail with an attachment of so many MiB
-       make_mails.py --check MAILS PARTS
-                                        whether the parts of these mails were written, decoded, to a folder
+       make_mails.py --check MAILS WRITTEN
+                                        whether what is in these mails was written, decoded, to the files of a
+                                        folder, part behind part
 """
 import base64
 import email
@@ -51,20 +52,18 @@ def small_mail(number, write, octets):
     write((header(number, fields) + text).encode())
 
 
-def check(mails, parts):
+def check(mails, folder):
     for name in os.listdir(mails):
         with open(f"{mails}/{name}", "rb") as file:
             mail = email.message_from_bytes(file.read())  # from a file it would change line ends
         leaves = mail.get_payload() if mail.is_multipart() else [mail]
-        for number, leaf in enumerate(leaves, 1):
-            path = f"{parts}/{name}-{number}" if mail.is_multipart() else f"{parts}/{name}"
-            with open(path, "rb") as file:
-                written = file.read()
-            expected = leaf.get_payload(decode=True)
-            if leaf.get_content_maintype() == "text":  # whose last line end is a matter of taste
-                written, expected = written.rstrip(b"\r\n"), expected.rstrip(b"\r\n")
-            if written != expected:
-                sys.exit(f"{path} is not the part of the mail")
+        expected = b"".join(leaf.get_payload(decode=True) for leaf in leaves)
+        with open(f"{folder}/{name}", "rb") as file:
+            written = file.read()
+        if leaves[-1].get_content_maintype() == "text":  # whose last line end is a matter of taste
+            written, expected = written.rstrip(b"\r\n"), expected.rstrip(b"\r\n")
+        if written != expected:
+            sys.exit(f"{folder}/{name} is not what is in the mail")
 
 
 def main():

@@ -1,10 +1,14 @@
-// Fetches all mails of a POP3 mailbox and writes each part, decoded, to a file of its own, as N or N-PART:
-//   receive_mails PORT FOLDER [--daemon]
+// Fetches all mails of a POP3 mailbox and writes what is in each, decoded, to a file of its own, its parts one
+// behind the other:
+//   receive_mails PORT FOLDER [--daemon] [--walk]
+// The mails are asked for by their numbers; with --walk the mailbox is listed and worked through from mail to
+// mail.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "CutlCPLBOSBoundary.h"
 #include "ntc_email.h"
@@ -60,6 +64,37 @@ void take_decoded(CntsPOP3ReceiveMailPart& part, Block& decoded)
     if (done == 0) throw Failure{"decoding", 0};
 }
 
+// What was in one mail.
+class MailFile {
+public:
+    MailFile(std::string path, char* buffer) : path_(std::move(path)), file_(std::fopen(path_.c_str(), "wb"))
+    {
+        if (file_ == nullptr) throw Failure{path_, 0};
+        std::setvbuf(file_, buffer, _IOFBF, kFileBuffer);
+    }
+    ~MailFile()
+    {
+        if (file_ != nullptr) std::fclose(file_);
+    }
+    MailFile(const MailFile&) = delete;
+    MailFile& operator=(const MailFile&) = delete;
+
+    void add(const Block& octets)
+    {
+        const auto length = static_cast<std::size_t>(octets.length);
+        if (std::fwrite(octets.octets, 1, length, file_) != length) throw Failure{path_, 0};
+    }
+
+    void close()
+    {
+        if (std::fclose(std::exchange(file_, nullptr)) != 0) throw Failure{path_, 0};
+    }
+
+private:
+    std::string path_;
+    std::FILE* file_;
+};
+
 class Receiver {
 public:
     Receiver(CntsPOP3Boundary& session, std::string folder)
@@ -67,10 +102,18 @@ public:
     {
     }
 
-    void receive_all()
+    void receive_numbered()
     {
-        int count = 0;
-        check("count", session_.Stat(count));
+        const int count = count_mails();
+        for (CntsPOP3MailInfo info; info.m_nId < count;) {
+            ++info.m_nId;
+            receive(info);
+        }
+    }
+
+    void receive_listed()
+    {
+        const int count = count_mails();
         CntsPOP3MailInfoList list(kBook);
         check("list", session_.List(list, 0));
         CntsPOP3MailInfo info;
@@ -85,33 +128,43 @@ public:
 private:
     using Step = std::uint32_t (CntsPOP3Boundary::*)(CntsPOP3ReceiveMail&);
 
+    int count_mails()
+    {
+        int count = 0;
+        check("count", session_.Stat(count));
+        return count;
+    }
+
     void receive(const CntsPOP3MailInfo& info)
     {
         CntsPOP3ReceiveMail mail(info);
         check("header", session_.ReceiveHeader(mail, 1));
-        const std::string path = folder_ + "/" + std::to_string(info.m_nId);
-        if (mail.m_nPartDepth == 0) return receive_body(mail, &CntsPOP3Boundary::ReceiveBody, path);
-        for (int number = 1; mail.m_bIsHasNext != 0; ++number) {
+        MailFile file(folder_ + "/" + std::to_string(info.m_nId), buffer_.get());
+        if (mail.m_nPartDepth == 0) {
+            receive_body(mail, &CntsPOP3Boundary::ReceiveBody, file);
+        } else {
+            receive_parts(mail, file);
+        }
+        file.close();
+    }
+
+    void receive_parts(CntsPOP3ReceiveMail& mail, MailFile& file)
+    {
+        while (mail.m_bIsHasNext != 0) {
             if (check("part", session_.ReceivePartHeader(mail, 1)) != 0) return;
             if (mail.GetPart()->m_bIsTerminate != 0) continue;  // a multipart: its parts come next
-            receive_body(mail, &CntsPOP3Boundary::ReceivePartBody, path + "-" + std::to_string(number));
+            receive_body(mail, &CntsPOP3Boundary::ReceivePartBody, file);
         }
     }
 
-    void receive_body(CntsPOP3ReceiveMail& mail, Step step, const std::string& path)
+    void receive_body(CntsPOP3ReceiveMail& mail, Step step, MailFile& file)
     {
-        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"),
-                                                                   std::fclose);
-        if (file == nullptr) throw Failure{path, 0};
-        std::setvbuf(file.get(), buffer_.get(), _IOFBF, kFileBuffer);
         do {
             check("piece", (session_.*step)(mail));
             Block decoded;
             take_decoded(*mail.GetPart(), decoded);
-            const auto length = static_cast<std::size_t>(decoded.length);
-            if (std::fwrite(decoded.octets, 1, length, file.get()) != length) throw Failure{path, 0};
+            file.add(decoded);
         } while (mail.GetPart()->m_bIsTerminate == 0);
-        if (std::fflush(file.get()) != 0) throw Failure{path, 0};
     }
 
     CntsPOP3Boundary& session_;
@@ -119,7 +172,7 @@ private:
     std::unique_ptr<char[]> buffer_;
 };
 
-int run(int port, const char* folder)
+int run(int port, const char* folder, bool walk)
 {
     SPOP3Setting account;
     account.c_server = "127.0.0.1";
@@ -129,7 +182,8 @@ int run(int port, const char* folder)
     try {
         CntsPOP3Boundary session{CntsPOP3Settings(account)};
         check("connect", session.Connect());
-        Receiver(session, folder).receive_all();
+        Receiver receiver(session, folder);
+        walk ? receiver.receive_listed() : receiver.receive_numbered();
         check("close", session.Close());
     } catch (const Failure& failure) {
         const ReturnCode* const reason = find_return_code(failure.status);
@@ -144,12 +198,21 @@ int run(int port, const char* folder)
 
 int main(int count, char** arguments)
 {
-    const bool daemon = count == 4 && std::strcmp(arguments[3], "--daemon") == 0;
-    if (count != 3 && !daemon) return std::fputs("usage: receive_mails PORT FOLDER [--daemon]\n", stderr), 64;
+    bool daemon = false;
+    bool walk = false;
+    bool understood = count >= 3;
+    for (int at = 3; at < count; ++at) {
+        const bool is_daemon = std::strcmp(arguments[at], "--daemon") == 0;
+        const bool is_walk = std::strcmp(arguments[at], "--walk") == 0;
+        daemon = daemon || is_daemon;
+        walk = walk || is_walk;
+        understood = understood && (is_daemon || is_walk);
+    }
+    if (!understood) return std::fputs("usage: receive_mails PORT FOLDER [--daemon] [--walk]\n", stderr), 64;
     const auto service = daemon ? nullptr : std::make_unique<EmbeddedMailService>();
     if (service != nullptr && !service->running()) {
         std::fprintf(stderr, "receive_mails: %s\n", service->error());
         return 1;
     }
-    return run(std::atoi(arguments[1]), arguments[2]);
+    return run(std::atoi(arguments[1]), arguments[2], walk);
 }

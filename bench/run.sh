@@ -213,12 +213,13 @@ for mails_in in large small; do
 done
 stop_daemon
 
+# Worked through from mail to mail, each asked for by the one before it.
 start_pop3 "$scratch/small"
-set_our_fetch
+set_our_fetch --walk
 few=("${ours[@]}")
 few_pop3=$pop3
 start_pop3 "$scratch/many"
-set_our_fetch
+set_our_fetch --walk
 "$race" --pairs 3 --goal 12 "$many_small_mails mails | $small_mails, embedded" -- "${ours[@]}" -- "${few[@]}" | tee -a "$rows"
 stop_pop3
 stop "$few_pop3"
