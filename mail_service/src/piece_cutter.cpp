@@ -126,6 +126,17 @@ bool is_shift_jis(std::int32_t char_set)
     return char_set >= 7 && char_set <= 9;
 }
 
+// How many octets of quoted-printable text go on as they are: up to the end of their line, or to what is
+// encoded. A dot behind the first of them stands inside a line.
+std::size_t plain_run(std::string_view text)
+{
+    std::size_t end = 0;
+    while (end < text.size() && text[end] != '=') {
+        if (text[end++] == '\n') break;
+    }
+    return end;
+}
+
 }  // namespace
 
 std::size_t escape_length(std::string_view text)
@@ -266,7 +277,8 @@ std::string for_decoder(std::string_view text, bool lf_lines, bool& at_line_star
                 count = std::min<std::size_t>(left, 3);
             }
         } else {
-            decoder_at_start = octet == '\n';
+            count = plain_run(text.substr(at));
+            decoder_at_start = text[at + count - 1] == '\n';
         }
         out.append(text.data() + at, count);
         at += count;
