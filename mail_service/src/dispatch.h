@@ -8,6 +8,7 @@
 
 #include "channel_server.h"
 
+#include "envelope_arena.h"
 #include "mail_service.h"
 #include "return_codes.h"
 #include "service_log.h"
@@ -48,8 +49,9 @@ public:
                   std::uint32_t& answer_length) noexcept
     {
         try {
-            Envelope reply;
-            answer_to(request, reply, capacity);
+            EnvelopeArena arena;
+            Envelope& reply = arena.make<Envelope>();
+            answer_to(request, arena, reply, capacity);
             const std::size_t size = reply.ByteSizeLong();
             if (size > capacity || !reply.SerializeToArray(answer, static_cast<int>(size))) return false;
             answer_length = static_cast<std::uint32_t>(size);
@@ -62,17 +64,17 @@ public:
 private:
     // The log-in data of a request goes with it, however the request ends.
     struct RequestEnvelope {
-        Envelope message;
+        Envelope& message;
 
-        RequestEnvelope() = default;
+        explicit RequestEnvelope(EnvelopeArena& arena) : message(arena.make<Envelope>()) {}
         RequestEnvelope(const RequestEnvelope&) = delete;
         RequestEnvelope& operator=(const RequestEnvelope&) = delete;
         ~RequestEnvelope() { Protocol::forget_secrets(message); }
     };
 
-    void answer_to(std::string_view request, Envelope& reply, std::uint32_t capacity)
+    void answer_to(std::string_view request, EnvelopeArena& arena, Envelope& reply, std::uint32_t capacity)
     {
-        RequestEnvelope envelope;
+        RequestEnvelope envelope(arena);
         std::uint32_t code = kMalformedRequest;
         const Row* row = nullptr;
         if (request.size() > service_.options().max_request) {

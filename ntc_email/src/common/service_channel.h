@@ -10,6 +10,7 @@
 #include "emwGEN.h"
 #include "emwOSW.h"
 
+#include "envelope_arena.h"
 #include "ntc_email_export.h"
 #include "session_identity.h"
 #include "status.h"
@@ -117,13 +118,14 @@ protected:
     std::uint32_t exchange(const char* method, MethodType type, Request* (Envelope::*mutable_request)(),
                            Response* (Envelope::*mutable_response)(), Fill fill, Read read)
     {
-        Envelope request;
+        EnvelopeArena arena;
+        Envelope& request = arena.make<Envelope>();
         request.set_method_type(type);
         Request& own_request = *(request.*mutable_request)();
         own_request.set_session_id(session_identity(this));
         const std::uint32_t filled = fill(own_request);
         if (filled != kStatusOk) return filled;
-        Envelope response;
+        Envelope& response = arena.make<Envelope>();
         const std::uint32_t called = call_esu_method(request, response);
         if (called != kStatusOk) {
             NTC_TRACE(Protocol::kExchangeFailed, method, static_cast<unsigned long>(called));
