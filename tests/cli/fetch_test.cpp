@@ -316,3 +316,25 @@ TEST(CliFetch, ALargeAttachmentTakesNoMemory)
 #endif
     EXPECT_TRUE(varied_octets(kSize) == tree_of(mailbox.out()).at("20260101-120000-uid-1/big"));
 }
+
+TEST(CliFetch, NothingIsLostBehindTheLastPartThatIsTakenApart)
+{
+    std::string mail = "Subject: many\r\nMIME-Version: 1.0\r\n"
+                       "Content-Type: multipart/mixed; boundary=b\r\n\r\n";
+    for (int number = 1; number <= 1002; ++number)
+        mail += "--b\r\nContent-Type: application/x; name=\"n" + std::to_string(number) +
+                "\"\r\nContent-Transfer-Encoding: base64\r\n\r\n" +
+                base64_lines("octets of " + std::to_string(number)) + "\r\n";
+    const MailboxFixture mailbox(mailbox_options({mail + "--b--\r\n"}));
+    expect_silent_success(mailbox.fetch({"--delete"}));
+    const std::string folder = mailbox.out() + "/undated-uid-1/";
+    EXPECT_EQ("octets of 999", file_octets(folder + "n999"));
+    const std::string rest = file_octets(folder + "n1000");
+    for (const char* const number : {"1000", "1001", "1002"})
+        EXPECT_NE(std::string::npos, rest.find(base64_lines(std::string("octets of ") + number))) << number;
+    const std::string manifest = file_octets(folder + "mail.json");
+    const std::size_t last = manifest.find("\"part\": \"1000\"");
+    ASSERT_NE(std::string::npos, last);
+    EXPECT_EQ(manifest.find("\"decoded\": false"), manifest.find("\"decoded\": false", last));
+    EXPECT_NE(std::string::npos, manifest.find("\"decoded\": false", last));
+}

@@ -16,6 +16,11 @@ namespace {
 
 constexpr const char* kStep = "fetch";
 constexpr const char* kManifest = "mail.json";
+// So many parts the mail service takes apart. The last one goes on to the end of the mail: what follows it has
+// other encodings, and decoded as it is would be lost.
+constexpr std::size_t kMostParts = 1000;
+
+using Encoding = CntsMLUTLMailType::eTransferEncoding;
 
 }  // namespace
 
@@ -103,7 +108,12 @@ bool MailReceiver::all_parts(CntsPOP3ReceiveMail& mail, MailFolder& folder, std:
         if (record.depth < 1) return fail(failure_, kExitSoftware, kStep, "the mail service gave no depth");
         record.number = numbers.next(record.depth);
         if (is_multipart) continue;
-        PartTarget target(folder, record, part->m_eCharSet, part->m_eTransferEncoding);
+        Encoding encoding = part->m_eTransferEncoding;
+        if (parts.size() == kMostParts && PartTarget::decodes(encoding)) {
+            encoding = CntsMLUTLMailType::eTransferEncodingUnknown;
+            record.decoded = false;
+        }
+        PartTarget target(folder, record, part->m_eCharSet, encoding);
         if (!target.open()) return file_failed(record.file);
         if (!body(mail, true, target)) return false;
     }

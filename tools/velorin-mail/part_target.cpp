@@ -47,6 +47,11 @@ PartTarget::PartTarget(MailFolder& folder, PartRecord& record, Type::eCharSet ch
 {
 }
 
+bool PartTarget::decodes(Type::eTransferEncoding encoding)
+{
+    return encoding == Type::eTransferEncodingBase64 || encoding == Type::eTransferEncodingQuotedPrintable;
+}
+
 bool PartTarget::open()
 {
     std::string wanted = safe_name(record_.file_name, kMaxName);
@@ -57,9 +62,8 @@ bool PartTarget::open()
 bool PartTarget::write(const char* octets, long length)
 {
     if (length <= 0) return true;
+    if (!decodes(encoding_)) return keep(octets, static_cast<std::size_t>(length));
     const bool is_base64 = encoding_ == Type::eTransferEncodingBase64;
-    if (!is_base64 && encoding_ != Type::eTransferEncodingQuotedPrintable)
-        return keep(octets, static_cast<std::size_t>(length));
     void* decoded = nullptr;
     long decoded_length = 0;
     const int done = is_base64 ? Utility::FromB64(octets, length, decoded, decoded_length)

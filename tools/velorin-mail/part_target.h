@@ -20,6 +20,9 @@ public:
     PartTarget(MailFolder& folder, PartRecord& record, CntsMLUTLMailType::eCharSet charset,
                CntsMLUTLMailType::eTransferEncoding encoding);
 
+    // Whether what is written differs from what came.
+    static bool decodes(CntsMLUTLMailType::eTransferEncoding encoding);
+
     bool open();
     // What an error is about: the file in the folder, or that which a long text waits in.
     const std::string& failing_file() const { return failing_.empty() ? record_.file : failing_; }
