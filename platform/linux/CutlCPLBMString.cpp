@@ -10,6 +10,10 @@ namespace {
 // Octets one text can have, so that its length fits a long and its block a size.
 constexpr long kMaxLength = std::numeric_limits<long>::max() - 1;
 
+// Octets of a block that stays with its string whatever short text comes next; a longer one does not outlive a text
+// of less than half its size.
+constexpr long kKeptRoom = 256;
+
 long length_of(const char* text)
 {
     const std::size_t length = std::strlen(text);
@@ -73,15 +77,17 @@ void CutlCPLBMString::CopyString(const char* text, long length)
     }
     const long count = length < 0 ? length_of(text) : length;
     if (count > kMaxLength) throw std::bad_alloc();
-    // Always a block of exactly the size: `text` may lie in the old one, and a string is rarely assigned
-    // twice.
-    char* const fresh = new_text(count);
-    copy_octets(fresh, text, count);
-    fresh[count] = '\0';
-    delete[] text_;
-    text_ = fresh;
+    if (text_ == nullptr || count > capacity_ || (capacity_ > kKeptRoom && count < capacity_ / 2)) {
+        char* const fresh = new_text(count);
+        copy_octets(fresh, text, count);  // before the old block goes: `text` may lie in it
+        delete[] text_;
+        text_ = fresh;
+        capacity_ = count;
+    } else if (count > 0) {
+        std::memmove(text_, text, static_cast<std::size_t>(count));
+    }
+    text_[count] = '\0';
     length_ = count;
-    capacity_ = count;
 }
 
 CutlCPLBMString& CutlCPLBMString::operator+=(const char* text)

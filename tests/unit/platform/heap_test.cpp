@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -51,6 +52,35 @@ TEST(OSBoundary, ReallocationKeepsTheOctets)
     block = static_cast<char*>(CutlCPLBOSBoundary::MemReallocate(block, 0));
     EXPECT_NE(block, nullptr);
     CutlCPLBOSBoundary::MemFree(block);
+}
+
+TEST(OSBoundary, EverySizeHasRoomAndKeepsTheOctets)
+{
+    constexpr std::size_t kMost = 3000;
+    const auto octet_at = [](std::size_t at) { return static_cast<char>(at * 7 % 127); };
+    for (const std::size_t step : {1, 3, 45, 64, 129, 1000}) {
+        char* block = nullptr;
+        std::size_t length = 0;
+        const auto resize = [&](std::size_t size) {
+            char* const resized = static_cast<char*>(CutlCPLBOSBoundary::MemReallocate(block, size));
+            ASSERT_NE(resized, nullptr);
+            block = resized;
+            for (std::size_t at = 0; at < std::min(length, size); ++at) {
+                ASSERT_EQ(block[at], octet_at(at)) << size << " octets";
+            }
+            for (std::size_t at = length; at < size; ++at) {
+                block[at] = octet_at(at);
+            }
+            length = size;
+        };
+        for (std::size_t size = 1; size <= kMost; size += step) {
+            resize(size);
+        }
+        for (std::size_t size = kMost; size > step; size -= step) {
+            resize(size);
+        }
+        CutlCPLBOSBoundary::MemFree(block);
+    }
 }
 
 TEST(OSBoundary, FailureIsNullAndTheOldBlockStaysValid)

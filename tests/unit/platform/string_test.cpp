@@ -243,7 +243,7 @@ TEST(MString, KeepsItsTextWhenMemoryRunsOut)
     fail_array_new_after(0);
     EXPECT_THROW(text.CopyString("something longer", -1), std::bad_alloc);
     EXPECT_EQ(shown(text), "abc");
-    const CutlCPLBMString other("def");
+    const CutlCPLBMString other("defghi");
     fail_array_new_after(0);
     EXPECT_THROW(text = other, std::bad_alloc);
     EXPECT_EQ(shown(text), "abc");
@@ -256,7 +256,9 @@ TEST(MString, KeepsItsTextWhenMemoryRunsOut)
     fail_array_new_after(0);
     EXPECT_THROW(CutlCPLBMString copy(text), std::bad_alloc);
     fail_array_new_after(0);
-    text.CopyString(nullptr, 0);  // needs no memory
+    text.CopyString("ghi", -1);  // neither this, which has room, nor the next needs memory
+    EXPECT_EQ(shown(text), "ghi");
+    text.CopyString(nullptr, 0);
     EXPECT_EQ(text.GetString(), nullptr);
     fail_no_array_new();
 }
