@@ -37,15 +37,33 @@ inline std::size_t grown_size(long length, long added)
     return static_cast<std::size_t>(length) + static_cast<std::size_t>(added) + 1;
 }
 
-// Makes an empty block one of zeros, `length` of them and a NUL; they are not counted as its octets yet.
+// Makes an empty block one with room for `length` octets and a NUL; neither is written, none is counted.
 //   result  false when memory runs out or the length is negative
-inline bool allocate_zeroed(HeapBlock& block, long length)
+inline bool allocate_room(HeapBlock& block, long length)
 {
     const std::size_t size = grown_size(length, 0);
     if (size == 0) return false;
     block.data = static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(size));
-    if (block.data == nullptr) return false;
-    std::memset(block.data, 0, size);
+    return block.data != nullptr;
+}
+
+// Makes an empty block one of zeros, `length` of them and a NUL; they are not counted as its octets yet.
+//   result  false when memory runs out or the length is negative
+inline bool allocate_zeroed(HeapBlock& block, long length)
+{
+    if (!allocate_room(block, length)) return false;
+    std::memset(block.data, 0, static_cast<std::size_t>(length) + 1);
+    return true;
+}
+
+// Makes an empty block a copy of the octets, with a NUL behind them.
+//   result  false when memory runs out or the length is negative
+inline bool allocate_copy(HeapBlock& block, const void* octets, long length)
+{
+    if (!allocate_room(block, length)) return false;
+    if (length > 0) std::memcpy(block.data, octets, static_cast<std::size_t>(length));
+    block.data[length] = '\0';
+    block.length = length;
     return true;
 }
 

@@ -35,13 +35,16 @@ CntsMLUTLMailAddress::~CntsMLUTLMailAddress() = default;
 
 int CntsMLUTLMailAddress::GetAddress(CutlCPLBMString& out, int& pos, const char* delims) const
 {
-    out.CopyString("", -1);
     const char* const text = m_cAddress.GetString();
     if (text == nullptr) {
+        out.CopyString("", -1);
         NTC_TRACE("<Error>:%s:[Result]m_cAddress is null\n", "GetAddress");
         return 0;
     }
-    if (pos < 0 || pos > m_cAddress.GetLength()) return 0;
+    if (pos < 0 || pos > m_cAddress.GetLength()) {
+        out.CopyString("", -1);
+        return 0;
+    }
     if (delims == nullptr) delims = "";
 
     while (is_in(delims, text[pos]) || is_blank(text[pos])) {
@@ -49,15 +52,13 @@ int CntsMLUTLMailAddress::GetAddress(CutlCPLBMString& out, int& pos, const char*
     }
     const int start = pos;
     SkipUserName(text, pos);
-    while (text[pos] != '\0' && !is_in(delims, text[pos])) {
-        ++pos;
-    }
+    pos += static_cast<int>(std::strcspn(text + pos, delims));
     const int end = pos;
     while (is_in(delims, text[pos]) || is_blank(text[pos])) {
         ++pos;
     }
-    if (end <= start) return 0;
     out.CopyString(text + start, end - start);
+    if (end == start) return 0;
     trim(out);
     return 1;
 }
@@ -87,8 +88,7 @@ int CntsMLUTLMailAddress::GetRealAddress(CutlCPLBMString& cRealAddress, const ch
         end = std::strchr(entry, '>');
     }
     const std::size_t length = end != nullptr ? static_cast<std::size_t>(end - begin) : std::strlen(begin);
-    const std::string found(begin, length);  // the caller may have passed the text of cRealAddress itself
-    cRealAddress.CopyString(found.c_str(), static_cast<long>(length));
+    cRealAddress.CopyString(begin, static_cast<long>(length));  // may be the text of cRealAddress itself
     trim(cRealAddress);
     if (!has_octets(cRealAddress)) {
         NTC_TRACE("<Error>:%s:[Result]cRealAddress is empty(\"\")\n", "GetRealAddress");

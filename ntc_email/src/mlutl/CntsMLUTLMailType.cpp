@@ -95,12 +95,19 @@ const char* text_of_value(const Row* row, Value value)
     return "";
 }
 
+// False when two octets are surely not the same letter in whatever case: those of a letter differ in one bit.
+bool may_be_same_letter(char a, char b)
+{
+    return ((static_cast<unsigned char>(a) ^ static_cast<unsigned char>(b)) & 0xDF) == 0;
+}
+
 // The value of the first row that begins the text.
 template <typename Row, typename Value>
 Value value_of_text(const Row* row, const char* text, Value unknown)
 {
     if (text == nullptr) return unknown;
     for (; row->pszText[0] != '\0'; ++row) {
+        if (!may_be_same_letter(row->pszText[0], text[0])) continue;
         if (emwCLBCompStrCaseN(row->pszText, text, static_cast<std::uint32_t>(std::strlen(row->pszText))) ==
             0) {
             return row->eValue;

@@ -66,12 +66,13 @@ constexpr IndexTable make_index_table()
 
 constexpr IndexTable kIndexes = make_index_table();
 
-// A sextet at each of the four places of its group; no sextet sets a bit that no sextet has.
-constexpr std::uint32_t kNoSextet = 0x80000000;
-
+// A sextet at each of the four places of its group, as the three octets stand in memory, and a fourth that tells what
+// is no sextet. The four entries of a group need but be united, in whatever order the machine has its octets.
 struct PlaceTable {
-    std::uint32_t place[4][256];
+    std::uint8_t place[4][256][4];
 };
+
+constexpr std::uint8_t kNoSextet[4] = {0, 0, 0, 0xFF};
 
 constexpr PlaceTable make_place_table()
 {
@@ -80,13 +81,24 @@ constexpr PlaceTable make_place_table()
         const std::uint32_t sextet = kIndexes.index[octet] & 0x3Fu;
         const bool counts = kIndexes.index[octet] != kNotInAlphabet;
         for (unsigned at = 0; at < 4; ++at) {
-            table.place[at][octet] = counts ? sextet << (18 - 6 * at) : kNoSextet;
+            const std::uint32_t group = sextet << (18 - 6 * at);
+            for (unsigned i = 0; i < 4; ++i) {
+                const std::uint32_t own = i < 3 ? group >> (16 - 8 * i) & 0xFFu : 0;
+                table.place[at][octet][i] = counts ? static_cast<std::uint8_t>(own) : kNoSextet[i];
+            }
         }
     }
     return table;
 }
 
 constexpr PlaceTable kPlaces = make_place_table();
+
+std::uint32_t load_four(const std::uint8_t* octets)
+{
+    std::uint32_t number;
+    std::memcpy(&number, octets, sizeof number);
+    return number;
+}
 
 // Eight octets as one number, the first the highest. Written out, compilers make one load of it.
 std::uint64_t load_eight(const unsigned char* from)
@@ -96,20 +108,36 @@ std::uint64_t load_eight(const unsigned char* from)
            std::uint64_t{from[6]} << 8 | std::uint64_t{from[7]};
 }
 
+// Encodes two groups of three octets; two octets more are looked at.
+inline void encode_two_groups(const unsigned char* from, char* to)
+{
+    const std::uint64_t sextets = load_eight(from) >> 16;
+    std::memcpy(to, kPairs.pair[sextets >> 36], 2);
+    std::memcpy(to + 2, kPairs.pair[sextets >> 24 & 0xFFF], 2);
+    std::memcpy(to + 4, kPairs.pair[sextets >> 12 & 0xFFF], 2);
+    std::memcpy(to + 6, kPairs.pair[sextets & 0xFFF], 2);
+}
+
+constexpr long kStride = 4;  // groups
+
+// Encodes groups by whole strides: up to kStride - 1 groups too many, and two octets more are looked at.
+void encode_strides(const unsigned char* from, long groups, char* to)
+{
+    for (; groups > 0; groups -= kStride, from += 12, to += 16) {
+        encode_two_groups(from, to);
+        encode_two_groups(from + 6, to + 8);
+    }
+}
+
 // Encodes `groups` groups of three octets.
 char* encode_groups(const unsigned char*& octets, long groups, char* to)
 {
-    const unsigned char* from = octets;  // a copy: what is written might otherwise be the pointer itself
-    octets += groups * 3;
-    // Two groups at a time; the load takes two octets more, so a third group has to be there.
-    for (; groups > 2; groups -= 2, from += 6, to += 8) {
-        const std::uint64_t sextets = load_eight(from) >> 16;
-        std::memcpy(to, kPairs.pair[sextets >> 36], 2);
-        std::memcpy(to + 2, kPairs.pair[sextets >> 24 & 0xFFF], 2);
-        std::memcpy(to + 4, kPairs.pair[sextets >> 12 & 0xFFF], 2);
-        std::memcpy(to + 6, kPairs.pair[sextets & 0xFFF], 2);
-    }
-    for (; groups > 0; --groups, from += 3, to += 4) {
+    const long before = groups > 0 ? (groups - 1) / kStride * kStride : 0;  // leaves a group to look at
+    encode_strides(octets, before, to);
+    const unsigned char* from = octets + 3 * before;
+    to += 4 * before;
+    octets += 3 * groups;
+    for (groups -= before; groups > 0; --groups, from += 3, to += 4) {
         const unsigned high = (static_cast<unsigned>(from[0]) << 4) | (from[1] >> 4);
         const unsigned low = ((from[1] & 0x0Fu) << 8) | from[2];
         std::memcpy(to, kPairs.pair[high], 2);
@@ -129,34 +157,98 @@ char* encode_rest(const unsigned char* from, long rest, char* to)
     return to + 4;
 }
 
+// The octets of four characters as they stand in memory, and what is set of kNoSextet when not all count.
+std::uint32_t group_of(const unsigned char* from)
+{
+    return load_four(kPlaces.place[0][from[0]]) | load_four(kPlaces.place[1][from[1]]) |
+           load_four(kPlaces.place[2][from[2]]) | load_four(kPlaces.place[3][from[3]]);
+}
+
 // Decodes whole groups of four characters, up to the first group with something else in it.
+//   in      octets: room for as many as there are characters; one behind the result's may be written
 void decode_groups(const unsigned char*& text, const unsigned char* end, char*& octets)
 {
     const unsigned char* from = text;  // copies: what is written might otherwise be the pointers themselves
     char* to = octets;
     for (; end - from >= 4; from += 4, to += 3) {
-        const std::uint32_t group = kPlaces.place[0][from[0]] | kPlaces.place[1][from[1]] |
-                                    kPlaces.place[2][from[2]] | kPlaces.place[3][from[3]];
-        if ((group & kNoSextet) != 0) break;
-        to[0] = static_cast<char>((group >> 16) & 0xFF);
-        to[1] = static_cast<char>((group >> 8) & 0xFF);
-        to[2] = static_cast<char>(group & 0xFF);
+        const std::uint32_t group = group_of(from);
+        if ((group & load_four(kNoSextet)) != 0) break;
+        std::memcpy(to, &group, sizeof group);
     }
     text = from;
     octets = to;
 }
 
-int hex_value(char c)
+constexpr std::uint8_t kNotHex = 0xF0;  // no hexadecimal digit sets a bit of it
+
+constexpr IndexTable make_hex_table()
 {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    return -1;
+    IndexTable table{};
+    for (std::uint8_t& entry : table.index) {
+        entry = kNotHex;
+    }
+    for (std::uint8_t value = 0; value < 16; ++value) {
+        const unsigned char digit = static_cast<unsigned char>(kHexDigits[value]);
+        table.index[digit] = value;
+        if (value >= 10) table.index[digit - 'A' + 'a'] = value;
+    }
+    return table;
 }
+
+constexpr IndexTable kHexValues = make_hex_table();
 
 bool is_line_end(char c)
 {
     return c == '\r' || c == '\n';
+}
+
+// Decodes from one "=" on, up to what is none: escapes, of which an invalid one is dropped, and soft breaks.
+const char* decode_escapes(const char* from, const char* end, char*& octets)
+{
+    char* to = octets;
+    while (from != end && *from == '=') {
+        const std::ptrdiff_t left = end - from;
+        if (left < 3) {
+            from += left > 1 && is_line_end(from[1]) ? 2 : left;
+            continue;
+        }
+        const unsigned high = kHexValues.index[static_cast<unsigned char>(from[1])];
+        const unsigned low = kHexValues.index[static_cast<unsigned char>(from[2])];
+        if (((high | low) & kNotHex) == 0) {
+            *to++ = static_cast<char>(high << 4 | low);
+            from += 3;
+        } else {
+            from += is_line_end(from[1]) && !is_line_end(from[2]) ? 2 : 3;
+        }
+    }
+    octets = to;
+    return from;
+}
+
+// Copies octets to where there may be some already.
+char* put_octets(char* to, const char* from, const char* end)
+{
+    const std::size_t length = static_cast<std::size_t>(end - from);
+    std::memcpy(to, from, length);
+    return to + length;
+}
+
+// Copies text without a "="; of a doubled dot at a line start, one.
+//   in      is_line_start: whether the text begins a line
+char* copy_plain(const char* from, const char* end, bool is_line_start, char* to)
+{
+    const char* look = from;
+    while (const void* const found = std::memchr(look, '.', static_cast<std::size_t>(end - look))) {
+        const char* const dot = static_cast<const char*>(found);
+        look = dot + 1;
+        const bool begins_line = dot == from ? is_line_start : dot[-1] == '\n';
+        if (!begins_line || look == end || *look != '.') continue;
+        to = put_octets(to, from, dot);
+        from = look;
+        is_line_start = false;
+        ++look;
+    }
+    return put_octets(to, from, end);
 }
 
 // Gives back what the result does not need, its NUL excepted.
@@ -200,6 +292,14 @@ int CntsMLUTLMimeUtility::ToB64(const void* in, long len, char*& out, long& outL
         const long line_groups = line >= 4 ? line / 4 : LONG_MAX;
         long groups = len / 3;
         const long rest = len % 3;
+        // What is too many of a line lies within the next one and is replaced by it.
+        for (; groups - kStride > line_groups; groups -= line_groups) {
+            encode_strides(from, line_groups, to);
+            from += 3 * line_groups;
+            to += 4 * line_groups;
+            *to++ = '\r';
+            *to++ = '\n';
+        }
         while (groups > line_groups || (groups == line_groups && rest != 0)) {
             to = encode_groups(from, line_groups, to);
             groups -= line_groups;
@@ -230,7 +330,7 @@ int CntsMLUTLMimeUtility::FromB64(const char* in, long len, void*& out, long& ou
     outLen = 0;
     HeapBlock decoded;
     try {
-        if (!allocate_zeroed(decoded, len)) {
+        if (!allocate_room(decoded, len)) {
             NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromB64() failed to allocate memory: Line%d\n",
                       kFromB64AllocateLine);
             return 0;
@@ -260,6 +360,7 @@ int CntsMLUTLMimeUtility::FromB64(const char* in, long len, void*& out, long& ou
             if (sextets > 2) *to++ = static_cast<char>((group >> 8) & 0xFF);
         }
         decoded.length = static_cast<long>(to - decoded.data);
+        *to = '\0';
         if (!shrink(decoded)) {
             NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromB64() failed to reallocate memory[NG]: Line%d\n",
                       kFromB64ShrinkLine);
@@ -329,34 +430,25 @@ int CntsMLUTLMimeUtility::FromQP(const char* in, long len, void*& out, long& out
     outLen = 0;
     HeapBlock decoded;
     try {
-        if (!allocate_zeroed(decoded, len)) {
+        if (!allocate_room(decoded, len)) {
             NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromQP() failed to allocate memory: Line%d\n",
                       kFromQpAllocateLine);
             return 0;
         }
         char* to = decoded.data;
         bool is_line_start = true;
-        long i = 0;
-        while (i < len) {
-            const char c = in[i];
-            if (c == '=') {
-                if (len - i > 1 && is_line_end(in[i + 1])) {
-                    i += len - i > 2 && is_line_end(in[i + 2]) ? 3 : 2;
-                    continue;
-                }
-                if (len - i > 2) {
-                    const int high = hex_value(in[i + 1]);
-                    const int low = hex_value(in[i + 2]);
-                    if (high >= 0 && low >= 0) *to++ = static_cast<char>(high * 16 + low);
-                }
-                i += len - i > 2 ? 3 : len - i;
+        const char* from = in;
+        const char* const end = in + len;
+        while (from != end) {
+            if (*from == '=') {
+                from = decode_escapes(from, end, to);
                 continue;
             }
-            if (c == '.' && is_line_start && len - i > 1 && in[i + 1] == '.')
-                ++i;  // a doubled dot counts once
-            *to++ = in[i];
-            is_line_start = in[i] == '\n';
-            ++i;
+            const void* const found = std::memchr(from, '=', static_cast<std::size_t>(end - from));
+            const char* const plain_end = found != nullptr ? static_cast<const char*>(found) : end;
+            to = copy_plain(from, plain_end, is_line_start, to);
+            is_line_start = plain_end[-1] == '\n';  // what is decoded begins and ends no line
+            from = plain_end;
         }
         decoded.length = static_cast<long>(to - decoded.data);
         *to = '\0';

@@ -43,30 +43,64 @@ struct EncodedWord {
     std::string_view encoded;
 };
 
+// Where a character stands at or after a position that it is likely to be near: a call costs more than a few steps.
+std::size_t find_near(std::string_view text, std::size_t from, char c)
+{
+    constexpr std::size_t kSteps = 8;
+    const std::size_t near_end = text.size() - from > kSteps ? from + kSteps : text.size();
+    for (; from < near_end; ++from) {
+        if (text[from] == c) return from;
+    }
+    return text.find(c, from);
+}
+
+// Where two characters stand next to each other at or after a position.
+std::size_t find_pair(std::string_view text, std::size_t from, const char* pair)
+{
+    for (std::size_t at = from;; ++at) {
+        at = find_near(text, at, pair[0]);
+        if (at == kNone || at + 1 == text.size()) return kNone;
+        if (text[at + 1] == pair[1]) return at;
+    }
+}
+
+// The marker that counts in a word, and where it stands.
+//   in      inside: of the word; delimiter: its first "?"
+const Marker* find_marker(std::string_view inside, std::size_t delimiter, std::size_t& at)
+{
+    at = delimiter;
+    const bool is_base64 =
+        delimiter + 2 < inside.size() && inside[delimiter + 1] == 'B' && inside[delimiter + 2] == '?';
+    if (is_base64) return kMarkers;  // the first looked for, at the first place there is
+    for (const Marker& marker : kMarkers) {
+        at = inside.find(marker.text);
+        if (at != kNone) return &marker;
+    }
+    return nullptr;
+}
+
 // The next encoded word at or after a position. Looks no further than the word's end, so that a walk over a
 // text costs its length.
 bool find_word(std::string_view text, std::size_t from, EncodedWord& word)
 {
-    word.begin = text.find(ABNF_ENCODE_STRING_START, from);
+    word.begin = find_pair(text, from, ABNF_ENCODE_STRING_START);
     if (word.begin == kNone) return false;
     word.charset = word.begin + 2;
-    const std::size_t charset_end = text.find(ABNF_ENCODE_DELIMITER, word.charset);
+    const std::size_t charset_end = find_near(text, word.charset, ABNF_ENCODE_DELIMITER[0]);
     if (charset_end == kNone) return false;
-    const std::size_t encoding_end = text.find(ABNF_ENCODE_DELIMITER, charset_end + 1);
+    std::size_t encoding_end = charset_end + 2;  // most often
+    const bool is_short =
+        encoding_end < text.size() && text[encoding_end] == '?' && text[charset_end + 1] != '?';
+    if (!is_short) encoding_end = text.find(ABNF_ENCODE_DELIMITER[0], charset_end + 1);
     if (encoding_end == kNone) return false;
-    const std::size_t close = text.find(ABNF_ENCODE_STRING_END, encoding_end + 1);
+    const std::size_t close = find_pair(text, encoding_end + 1, ABNF_ENCODE_STRING_END);
     if (close == kNone) return false;
     word.end = close + 2;
 
     const std::string_view inside = text.substr(word.charset, close - word.charset);
-    word.marker = nullptr;
-    for (const Marker& marker : kMarkers) {
-        const std::size_t at = inside.find(marker.text);
-        if (at == kNone) continue;
-        word.marker = &marker;
-        word.encoded = inside.substr(at + kMarkerLength);
-        break;
-    }
+    std::size_t at = 0;
+    word.marker = find_marker(inside, charset_end - word.charset, at);
+    if (word.marker != nullptr) word.encoded = inside.substr(at + kMarkerLength);
     return true;
 }
 
@@ -93,8 +127,9 @@ bool append(HeapBlock& block, std::string_view octets, int line)
     return false;
 }
 
-// Decodes word by word; `text` has a NUL behind it.
-bool decode_words(std::string_view text, HeapBlock& result, CharSet& charset)
+// Decodes word by word.
+//   out     charset: where the name of the last decoded word's set begins; unchanged when there was none
+bool decode_words(std::string_view text, HeapBlock& result, const char*& charset)
 {
     std::size_t at = 0;
     EncodedWord word{};
@@ -107,9 +142,9 @@ bool decode_words(std::string_view text, HeapBlock& result, CharSet& charset)
             if (!append(result, whole, kUndecodableLine)) return false;
         } else {
             if (!append(result, text.substr(at, word.begin - at), kTextBeforeLine)) return false;
-            charset = CntsMLUTLMailType::TestCharSet(text.data() + word.charset);  // no name holds a "?"
             const std::string_view octets(decoded.data, static_cast<std::size_t>(decoded.length));
             if (!append(result, octets, kDecodedLine)) return false;
+            charset = text.data() + word.charset;
         }
         at = word.end;
     }
@@ -126,12 +161,13 @@ int CntsMLUTLMimeUtility::InlineDecode(const char* in, long len, char*& out, lon
     HeapBlock decoded;
     try {
         HeapBlock text;
-        if (!allocate_zeroed(text, len)) {
+        if (!allocate_copy(text, in, len)) {
             NTC_TRACE("<Error> : CntsMLUTLMimeUtility::InlineDecode() failed to allocate memory\n");
             return 0;
         }
-        if (len > 0) std::memcpy(text.data, in, static_cast<std::size_t>(len));
-        if (!decode_words({text.data, static_cast<std::size_t>(len)}, decoded, found)) return 0;
+        const char* charset = nullptr;
+        if (!decode_words({text.data, static_cast<std::size_t>(len)}, decoded, charset)) return 0;
+        if (charset != nullptr) found = CntsMLUTLMailType::TestCharSet(charset);  // no name holds a "?"
     } catch (CntsMLUTLMailException* thrown) {
         const std::unique_ptr<CntsMLUTLMailException> failure(thrown);
         NTC_TRACE("<Error> : CntsMLUTLMimeUtility::InlineDecode() %s\n", failure->m_pszText);

@@ -233,7 +233,7 @@ int CntsMLUTLMimeUtility::ToMimeEncode(CharSet cs, const void* in, long len, cha
     const WordPlan plan = plan_words(name, len, maxLine);
     HeapBlock work;
     HeapBlock chunk;
-    if (allocate_zeroed(work, plan.work)) {
+    if (allocate_room(work, plan.work)) {
         chunk.data =
             static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(static_cast<std::size_t>(plan.chunk)));
     }
@@ -255,12 +255,11 @@ int CntsMLUTLMimeUtility::InlineEncode(const char* in, long len, char*& out, lon
     HeapBlock encoded;
     try {
         HeapBlock block;
-        if (!allocate_zeroed(block, len)) {
+        if (!allocate_copy(block, in, len)) {
             NTC_TRACE("<Error> : CntsMLUTLMimeUtility::InlineEncode() failed to allocate memory: Line%d\n",
                       kCopyBlockLine);
             return 0;
         }
-        if (len > 0) std::memcpy(block.data, in, static_cast<std::size_t>(len));
         if (!encode_block(block.data, block.data + len, cs, encoded)) return 0;
     } catch (CntsMLUTLMailException* thrown) {
         const std::unique_ptr<CntsMLUTLMailException> failure(thrown);
