@@ -1,16 +1,16 @@
 // Composition of an outgoing mail's header block.
 #include "CntsSMTPSendMail.h"
 
-#include <algorithm>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <initializer_list>
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include <sys/time.h>
 
@@ -52,20 +52,32 @@ bool trace_bracket_failed(int line)
     return false;
 }
 
-// Formats lines into its work buffer and appends them to the block.
+using Pieces = std::initializer_list<std::string_view>;
+
+// Puts a line together in a buffer of kLineSize octets.
+//   result  its octets; -1 for a line that the buffer cannot hold with a NUL behind it
+long put_line(char* line, Pieces pieces)
+{
+    std::size_t length = 0;
+    for (const std::string_view piece : pieces) {
+        if (piece.size() >= kLineSize - length) return -1;
+        std::memcpy(line + length, piece.data(), piece.size());
+        length += piece.size();
+    }
+    line[length] = '\0';
+    return static_cast<long>(length);
+}
+
+// Puts lines together in its work buffer and appends them to the block.
 class HeaderWriter {
 public:
     explicit HeaderWriter(CntsSMTPSendMail& mail) : mail_(mail) {}
 
     // False for a line that the work buffer cannot hold, and when memory runs out.
-    __attribute__((format(printf, 2, 3))) bool add(const char* format, ...)
+    bool add(Pieces pieces)
     {
-        va_list arguments;
-        va_start(arguments, format);
-        const int length = std::vsnprintf(work, sizeof work, format, arguments);
-        va_end(arguments);
-        if (length < 0 || static_cast<std::size_t>(length) >= sizeof work) return false;
-        return mail_.AddBuffer(header.data, header.length, work, length) != 0;
+        const long length = put_line(work, pieces);
+        return length >= 0 && mail_.AddBuffer(header.data, header.length, work, length) != 0;
     }
     bool add_addresses(const CntsMLUTLMailAddress& addresses, const char* name, long& count)
     {
@@ -114,18 +126,17 @@ bool add_origin(CntsSMTPSendMail& mail, HeaderWriter& writer)
         NTC_TRACE("<Error> : CntsSMTPSendMail::MakeHeader : pdate == NULL\n");
         return false;
     }
-    if (!writer.add("%s %s\r\n", "Date:", text_of(mail.m_cDate))) return trace_add_failed(__LINE__);
+    if (!writer.add({"Date: ", text_of(mail.m_cDate), "\r\n"})) return trace_add_failed(__LINE__);
     if (!has_text(mail.m_cFrom.m_cAddress)) {
         NTC_TRACE("<Error> : CntsSMTPSendMail::MakeHeader : pfrom == NULL\n");
         return false;
     }
-    if (!writer.add("%s %s\r\n", "From:", text_of(mail.m_cFrom.m_cAddress)))
-        return trace_add_failed(__LINE__);
+    if (!writer.add({"From: ", text_of(mail.m_cFrom.m_cAddress), "\r\n"})) return trace_add_failed(__LINE__);
     if (!has_text(mail.m_cSubject)) {
         NTC_TRACE("<Error> : CntsSMTPSendMail::MakeHeader : psubject == NULL\n");
         return false;
     }
-    if (!writer.add("%s %s\r\n", "Subject:", text_of(mail.m_cSubject))) return trace_add_failed(__LINE__);
+    if (!writer.add({"Subject: ", text_of(mail.m_cSubject), "\r\n"})) return trace_add_failed(__LINE__);
     return true;
 }
 
@@ -161,43 +172,44 @@ bool add_transfer_encoding(HeaderWriter& writer, Type::eTransferEncoding carried
                            Type::eTransferEncoding written)
 {
     if (carried == Type::eTransferEncodingUnknown || carried == Type::eTransferEncodingEnd) return true;
-    return writer.add("Content-Transfer-Encoding: %s\r\n", Type::GetTransferEncoding(written));
+    return writer.add({"Content-Transfer-Encoding: ", Type::GetTransferEncoding(written), "\r\n"});
 }
 
 // The rest of a multipart mail's block: its first boundary line and the header of its first part, which is
 // text.
 bool add_first_part(CntsSMTPSendMail& mail, HeaderWriter& writer, const char* boundary)
 {
-    if (!writer.add("--%s\r\n", boundary)) return trace_add_failed(__LINE__);
-    if (!writer.add("Content-Type: %s; charset=\"%s\"\r\n", Type::GetContentType(Type::eContentTypeTextPlain),
-                    Type::GetCharSet(mail.m_eCharSet))) {
+    if (!writer.add({"--", boundary, "\r\n"})) return trace_add_failed(__LINE__);
+    if (!writer.add({"Content-Type: ", Type::GetContentType(Type::eContentTypeTextPlain), "; charset=\"",
+                     Type::GetCharSet(mail.m_eCharSet), "\"\r\n"})) {
         return trace_add_failed(__LINE__);
     }
     if (!add_transfer_encoding(writer, mail.m_eTransferEncoding, mail.m_eTransferEncoding)) {
         return trace_add_failed(__LINE__);
     }
     if (mail.IsIgnoreContentCIAJWNETFAX() != 0 &&
-        !writer.add("Content-X-CIAJWNETFAX: %s\r\n",
-                    Type::GetContetXCiajwnetfax(Type::eContetXCiajwnetfaxIgnore))) {
+        !writer.add({"Content-X-CIAJWNETFAX: ", Type::GetContetXCiajwnetfax(Type::eContetXCiajwnetfaxIgnore),
+                     "\r\n"})) {
         return trace_add_failed(__LINE__);
     }
-    if (!writer.add("\r\n")) return trace_add_failed(__LINE__);
+    if (!writer.add({"\r\n"})) return trace_add_failed(__LINE__);
     return true;
 }
 
 bool add_content(CntsSMTPSendMail& mail, HeaderWriter& writer)
 {
-    if (!writer.add("Mime-Version: 1.0\r\n")) return trace_add_failed(__LINE__);
+    if (!writer.add({"Mime-Version: 1.0\r\n"})) return trace_add_failed(__LINE__);
     const char* const type = Type::GetContentType(mail.m_eContentType);
     const bool is_text = emwCLBCompStrCaseN(type, "text", 4) == 0;
     const bool is_multipart = !is_text && emwCLBCompStrCaseN(type, "mult", 4) == 0;
     const char* const boundary = has_text(mail.m_cBoundaryString) ? text_of(mail.m_cBoundaryString) : "";
     if (is_text) {
-        if (!writer.add("Content-Type: %s; charset=\"%s\"\r\n", type, Type::GetCharSet(mail.m_eCharSet))) {
+        if (!writer.add(
+                {"Content-Type: ", type, "; charset=\"", Type::GetCharSet(mail.m_eCharSet), "\"\r\n"})) {
             return trace_add_failed(__LINE__);
         }
     } else if (is_multipart) {
-        if (!writer.add("Content-Type: %s;\r\n\tboundary=\"%s\"\r\n", type, boundary)) {
+        if (!writer.add({"Content-Type: ", type, ";\r\n\tboundary=\"", boundary, "\"\r\n"})) {
             return trace_add_failed(__LINE__);
         }
     } else {
@@ -208,7 +220,7 @@ bool add_content(CntsSMTPSendMail& mail, HeaderWriter& writer)
     const Type::eTransferEncoding encoding =
         is_multipart ? Type::eTransferEncoding8bit : mail.m_eTransferEncoding;
     if (!add_transfer_encoding(writer, mail.m_eTransferEncoding, encoding)) return trace_add_failed(__LINE__);
-    if (!writer.add("\r\n")) return trace_add_failed(__LINE__);
+    if (!writer.add({"\r\n"})) return trace_add_failed(__LINE__);
     return is_text || add_first_part(mail, writer, boundary);
 }
 
@@ -354,10 +366,9 @@ int CntsSMTPSendMail::MakeHeaderAddress(const CntsMLUTLMailAddress& addr, const 
     AppendedLines lines(pHeader, nLength);
     for (long i = 0; i < slots.count(); ++i) {
         const char* const line_end = i + 1 < slots.count() ? ",\r\n" : "\r\n";
-        const int length = i == 0 ? std::snprintf(work, kLineSize, "%s %s%s", name, slots.entry(i), line_end)
-                                  : std::snprintf(work, kLineSize, "\t%s%s", slots.entry(i), line_end);
-        const bool fits = length >= 0 && static_cast<std::size_t>(length) < kLineSize;
-        if (!fits || AddBuffer(pHeader, nLength, work, length) == 0) {
+        const long length = i == 0 ? put_line(work, {name, " ", slots.entry(i), line_end})
+                                   : put_line(work, {"\t", slots.entry(i), line_end});
+        if (length < 0 || AddBuffer(pHeader, nLength, work, length) == 0) {
             NTC_TRACE("<Error> : CntsSMTPSendMail::%s():AddBuffer NG\n", __func__);
             return 0;
         }
@@ -381,12 +392,10 @@ int CntsSMTPSendMail::MakeHeaderBracket(const CutlCPLBMString& value, const char
             NTC_TRACE("<Warning>CntsSMTPSendMail::%s:not found bracket'>'\n", __func__);
             break;
         }
-        // An identifier longer than a line does not fit, so what is cut off by the width is refused below.
-        const int width = static_cast<int>(std::min<std::ptrdiff_t>(close + 1 - open, kLineSize));
-        const int length = is_written ? std::snprintf(line, sizeof line, "\t%.*s\r\n", width, open)
-                                      : std::snprintf(line, sizeof line, "%s %.*s\r\n", name, width, open);
-        const bool fits = length >= 0 && static_cast<std::size_t>(length) < sizeof line;
-        if (!fits || AddBuffer(pHeader, nLength, line, length) == 0) {
+        const std::string_view identifier(open, static_cast<std::size_t>(close + 1 - open));
+        const long length = is_written ? put_line(line, {"\t", identifier, "\r\n"})
+                                       : put_line(line, {name, " ", identifier, "\r\n"});
+        if (length < 0 || AddBuffer(pHeader, nLength, line, length) == 0) {
             NTC_TRACE("<Error> : CntsSMTPSendMail::%s:AddBuffer NG\n", __func__);
             return 0;
         }
