@@ -8,17 +8,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "channel_server.h"
 #include "emwGEN.h"
+#include "medians.h"
 
 namespace {
 
@@ -181,35 +179,14 @@ void exchange_channel(benchmark::State& state, const std::string& endpoint, std:
     }
 }
 
-// Keeps the medians for the ratios.
-class MedianReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.error_occurred) failed_ = true;
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-                medians_[run.run_name.function_name] = run.GetAdjustedRealTime();
-            }
-        }
-    }
-
-    bool has_failed() const { return failed_; }
-
-    void print_ratio(const char* name, const char* bare) const
-    {
-        const auto ours = medians_.find(name);
-        const auto theirs = medians_.find(bare);
-        if (ours == medians_.end() || theirs == medians_.end()) return;
-        std::printf("%-16s %9.2f us   %-12s %9.2f us   ratio %.2f\n", name, ours->second, bare,
-                    theirs->second, ours->second / theirs->second);
-    }
-
-private:
-    std::map<std::string, double> medians_;
-    bool failed_ = false;
-};
+void print_ratio(const velorin_bench::MedianReporter& reporter, const char* name, const char* bare)
+{
+    const auto* const ours = reporter.median(name);
+    const auto* const theirs = reporter.median(bare);
+    if (ours == nullptr || theirs == nullptr) return;
+    std::printf("%-16s %9.2f us   %-12s %9.2f us   ratio %.2f\n", name, ours->real, bare, theirs->real,
+                ours->real / theirs->real);
+}
 
 }  // namespace
 
@@ -220,16 +197,9 @@ int main(int count, char** arguments)
     directory = name;
     setenv("VELORIN_CHANNEL_DIR", name, 1);
 
-    std::vector<char*> given(arguments, arguments + count);
-    char repetitions[] = "--benchmark_repetitions=15";
-    char interleaving[] = "--benchmark_enable_random_interleaving=true";
-    char aggregates[] = "--benchmark_report_aggregates_only=true";
-    char least[] = "--benchmark_min_time=0.1";
-    given.insert(given.begin() + 1, {repetitions, interleaving, aggregates, least});
-    int given_count = static_cast<int>(given.size());
-    benchmark::Initialize(&given_count, given.data());
+    velorin_bench::initialize(count, arguments, "0.1");
 
-    MedianReporter reporter;
+    velorin_bench::MedianReporter reporter;
     {
         const ServerProcess small([](auto ready) { serve_bare("small", kSmallRequest, ready); });
         const ServerProcess large([](auto ready) { serve_bare("large", kLargeRequest, ready); });
@@ -249,9 +219,9 @@ int main(int count, char** arguments)
         benchmark::RunSpecifiedBenchmarks(&reporter);
     }
     std::printf("\nmedians\n");
-    reporter.print_ratio("channel_64", "bare_64");
-    reporter.print_ratio("channel_1MiB", "bare_1MiB");
-    reporter.print_ratio("embedded_64", "bare_64");
+    print_ratio(reporter, "channel_64", "bare_64");
+    print_ratio(reporter, "channel_1MiB", "bare_1MiB");
+    print_ratio(reporter, "embedded_64", "bare_64");
 
     for (const char* left : {"small", "large", "bench", ".lock"}) {
         std::remove((directory + "/" + left).c_str());

@@ -145,9 +145,11 @@ rows=$scratch/rows
 
 printf '\n== hot paths of the library\n'
 "$build/bench/sending_bench" --benchmark_color=false
+printf '\n== the mail utilities\n'
+"$build/bench/utility_bench" --rows="$rows" --benchmark_color=false
 printf '\n== the channel\n'
 "$build/bench/channel_bench" --benchmark_color=false | tee "$scratch/channel.txt"
-channel_rows "$scratch/channel.txt" >"$rows"
+channel_rows "$scratch/channel.txt" >>"$rows"
 
 printf '\n== mails to a server that throws them away\n'
 python3 -c 'import random, sys; r = random.Random(1); [sys.stdout.buffer.write(r.randbytes(1 << 20)) for _ in range(100)]' \
