@@ -80,9 +80,13 @@ stop_pop3() {
 }
 
 # The words of our command that fetches all mails of the server, in `ours`, and of curl's, in `theirs`.
-#   usage: set_our_fetch [OPTION]...; set_their_fetch COUNT
+#   usage: set_our_fetch [OPTION]...; set_daemon_fetch; set_their_fetch COUNT
 set_our_fetch() {
     ours=("$build/bench/receive_mails" "$pop3_port" "$fetched/ours" "$@")
+}
+
+set_daemon_fetch() {
+    ours=("$build/bench/receive_mails_daemon" "$pop3_port" "$fetched/ours")
 }
 
 set_their_fetch() {
@@ -208,7 +212,7 @@ for mails_in in large small; do
     "${ours[@]}"
     check_fetched "$scratch/$mails_in"
     "$race" --pairs "$pairs" --goal 1.0 "$name, embedded | curl" -- "${ours[@]}" -- "${theirs[@]}" | tee -a "$rows"
-    set_our_fetch --daemon
+    set_daemon_fetch
     "$race" --pairs "$pairs" --goal 1.5 "$name, daemon | curl" -- "${ours[@]}" -- "${theirs[@]}" | tee -a "$rows"
     rm -f "$fetched"/*/*
     stop_pop3
@@ -231,7 +235,7 @@ for size in 100MiB 1GiB; do
     set_our_fetch
     "$race" --memory --goal 32 "peak, receiving $size, embedded" -- "${ours[@]}" | tee -a "$rows"
     start_daemon
-    set_our_fetch --daemon
+    set_daemon_fetch
     "$race" --memory --goal 32 --service "$daemon" "peak, receiving $size, daemon" -- "${ours[@]}" | tee -a "$rows"
     stop_daemon
     stop_pop3
