@@ -101,13 +101,19 @@ bool may_be_same_letter(char a, char b)
     return ((static_cast<unsigned char>(a) ^ static_cast<unsigned char>(b)) & 0xDF) == 0;
 }
 
+// False when a row, of two octets at least, surely does not begin the text.
+bool may_begin(const char* row, const char* text)
+{
+    return may_be_same_letter(row[0], text[0]) && text[0] != '\0' && may_be_same_letter(row[1], text[1]);
+}
+
 // The value of the first row that begins the text.
 template <typename Row, typename Value>
 Value value_of_text(const Row* row, const char* text, Value unknown)
 {
     if (text == nullptr) return unknown;
     for (; row->pszText[0] != '\0'; ++row) {
-        if (!may_be_same_letter(row->pszText[0], text[0])) continue;
+        if (!may_begin(row->pszText, text)) continue;
         if (emwCLBCompStrCaseN(row->pszText, text, static_cast<std::uint32_t>(std::strlen(row->pszText))) ==
             0) {
             return row->eValue;

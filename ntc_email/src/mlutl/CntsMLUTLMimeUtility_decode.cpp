@@ -54,14 +54,15 @@ std::size_t find_near(std::string_view text, std::size_t from, char c)
     return text.find(c, from);
 }
 
-// Where two characters stand next to each other at or after a position.
-std::size_t find_pair(std::string_view text, std::size_t from, const char* pair)
+// Where two characters stand next to each other.
+//   in      at: where the first of them stands for the first time, kNone when it does not
+std::size_t find_pair(std::string_view text, std::size_t at, const char* pair)
 {
-    for (std::size_t at = from;; ++at) {
-        at = find_near(text, at, pair[0]);
-        if (at == kNone || at + 1 == text.size()) return kNone;
+    while (at != kNone && at + 1 < text.size()) {
         if (text[at + 1] == pair[1]) return at;
+        at = text.find(pair[0], at + 1);
     }
+    return kNone;
 }
 
 // The marker that counts in a word, and where it stands.
@@ -83,7 +84,8 @@ const Marker* find_marker(std::string_view inside, std::size_t delimiter, std::s
 // text costs its length.
 bool find_word(std::string_view text, std::size_t from, EncodedWord& word)
 {
-    word.begin = find_pair(text, from, ABNF_ENCODE_STRING_START);
+    word.begin =
+        find_pair(text, find_near(text, from, ABNF_ENCODE_STRING_START[0]), ABNF_ENCODE_STRING_START);
     if (word.begin == kNone) return false;
     word.charset = word.begin + 2;
     const std::size_t charset_end = find_near(text, word.charset, ABNF_ENCODE_DELIMITER[0]);
@@ -93,7 +95,8 @@ bool find_word(std::string_view text, std::size_t from, EncodedWord& word)
         encoding_end < text.size() && text[encoding_end] == '?' && text[charset_end + 1] != '?';
     if (!is_short) encoding_end = text.find(ABNF_ENCODE_DELIMITER[0], charset_end + 1);
     if (encoding_end == kNone) return false;
-    const std::size_t close = find_pair(text, encoding_end + 1, ABNF_ENCODE_STRING_END);
+    const std::size_t close =
+        find_pair(text, text.find(ABNF_ENCODE_STRING_END[0], encoding_end + 1), ABNF_ENCODE_STRING_END);
     if (close == kNone) return false;
     word.end = close + 2;
 

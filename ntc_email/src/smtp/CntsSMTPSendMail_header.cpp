@@ -89,7 +89,7 @@ public:
     }
 
     HeapBlock header;
-    char work[kLineSize] = {};
+    char work[kLineSize];
 
 private:
     CntsSMTPSendMail& mail_;
