@@ -184,8 +184,8 @@ void print_ratio(const velorin_bench::MedianReporter& reporter, const char* name
     const auto* const ours = reporter.median(name);
     const auto* const theirs = reporter.median(bare);
     if (ours == nullptr || theirs == nullptr) return;
-    std::printf("%-16s %9.2f us   %-12s %9.2f us   ratio %.2f\n", name, ours->real, bare, theirs->real,
-                ours->real / theirs->real);
+    std::printf("%-16s %9.2f us   %-12s %9.2f us   ratio %.2f\n", name, *ours, bare, *theirs,
+                *ours / *theirs);
 }
 
 }  // namespace

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "turns.h"
+
 namespace velorin_bench {
 
 constexpr char kOurs[] = "ours";
@@ -35,8 +37,8 @@ public:
         run([&pieces](std::string_view piece) { pieces.append(piece).push_back('\0'); });
         if (!is_right_(pieces)) give_up(who, pieces);
         entered_.emplace_back(who);
-        benchmark::RegisterBenchmark(benchmark_of(who).c_str(), [run](benchmark::State& state) {
-            for (auto _ : state) {
+        turns_.add(who, [run](long times) {
+            for (; times > 0; --times) {
                 run([](std::string_view piece) {
                     benchmark::DoNotOptimize(piece.data());
                     benchmark::ClobberMemory();
@@ -45,10 +47,12 @@ public:
         });
     }
 
+    // Once all have entered.
+    void start() const { benchmark::RegisterBenchmark(name_.c_str(), turns_); }
+
     const std::string& name() const { return name_; }
     const std::vector<std::string>& entered() const { return entered_; }
     std::size_t octets() const { return octets_; }
-    std::string benchmark_of(const std::string& who) const { return name_ + ", " + who; }
 
 private:
     [[noreturn]] void give_up(const char* who, const std::string& pieces) const
@@ -62,6 +66,7 @@ private:
     Judge is_right_;
     std::size_t octets_;
     std::vector<std::string> entered_;
+    Turns turns_;
 };
 
 // For results that come in one piece and have to be this one.

@@ -11,33 +11,41 @@ namespace velorin_bench {
 // Shows runs as the console does, and keeps the median of every benchmark.
 class MedianReporter : public benchmark::ConsoleReporter {
 public:
-    struct Median {
-        double real = 0;       // both in the benchmark's unit of time
-        double processor = 0;  // what other programs of the machine take is not in it
-    };
-
     void ReportRuns(const std::vector<Run>& runs) override
     {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
             if (run.error_occurred) failed_ = true;
             if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-                medians_[run.run_name.function_name] = {run.GetAdjustedRealTime(), run.GetAdjustedCPUTime()};
+                const std::string& name = run.run_name.function_name;
+                medians_[name] = run.GetAdjustedRealTime();
+                for (const auto& [counter, value] : run.counters) {
+                    medians_[counter_of(name, counter)] = value;
+                }
             }
         }
     }
 
     bool has_failed() const { return failed_; }
 
-    // Null for a benchmark that did not run.
-    const Median* median(const std::string& name) const
+    // In the benchmark's unit of time; null for a benchmark that did not run.
+    const double* median(const std::string& name) const
     {
         const auto found = medians_.find(name);
         return found != medians_.end() ? &found->second : nullptr;
     }
+    const double* median(const std::string& name, const std::string& counter) const
+    {
+        return median(counter_of(name, counter));
+    }
 
 private:
-    std::map<std::string, Median> medians_;
+    static std::string counter_of(const std::string& name, const std::string& counter)
+    {
+        return name + '\0' + counter;
+    }
+
+    std::map<std::string, double> medians_;
     bool failed_ = false;
 };
 

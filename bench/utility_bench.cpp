@@ -54,9 +54,9 @@ void print_contest(std::FILE* out, const Goal& goal, const MedianReporter& repor
     Figure beside;
     std::vector<Figure> others;
     for (const std::string& who : contest.entered()) {
-        const auto* const median = reporter.median(contest.benchmark_of(who));
+        const double* const median = reporter.median(contest.name(), who);
         if (median == nullptr) return;  // left out by an option
-        const Figure figure = {who, median->processor};
+        const Figure figure = {who, *median};
         if (who == kOurs) {
             ours = figure;
             continue;
@@ -104,9 +104,12 @@ int main(int count, char** arguments)
     enter_openssl(contests, texts);
     enter_glib(contests, texts);
 
+    for (const Contest* const contest : contests.all()) {
+        contest->start();
+    }
     register_lengths();
 
-    initialize(count, arguments, "0.02");
+    initialize(count, arguments, "0.05");
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     std::FILE* const out = rows.empty() ? stdout : std::fopen(rows.c_str(), "a");

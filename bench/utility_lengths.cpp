@@ -1,13 +1,15 @@
 #include "utility_lengths.h"
 
-#include <algorithm>
+#include <cstdlib>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
 #include "CutlCPLBOSBoundary.h"
 #include "ntc_email.h"
 #include "rows.h"
+#include "turns.h"
 
 namespace velorin_bench {
 
@@ -82,11 +84,6 @@ const std::vector<Operation>& operations()
     return all;
 }
 
-std::string benchmark_of(const Operation& operation, std::size_t step)
-{
-    return std::string(operation.name) + ", " + kLengths[step];
-}
-
 std::string text_of(const Operation& operation, std::size_t times)
 {
     std::string text = operation.begin;
@@ -102,14 +99,18 @@ std::string text_of(const Operation& operation, std::size_t times)
 void register_lengths()
 {
     for (const Operation& operation : operations()) {
+        Turns turns;
         for (std::size_t step = 0; step < std::size(kTimes); ++step) {
-            const auto run = [&operation, text = text_of(operation, kTimes[step])](benchmark::State& state) {
-                for (auto _ : state) {
-                    if (!operation.run(text)) return state.SkipWithError("the operation failed");
+            const auto run = [&operation, text = text_of(operation, kTimes[step])](long times) {
+                for (; times > 0; --times) {
+                    if (operation.run(text)) continue;
+                    std::fprintf(stderr, "bench: %s failed\n", operation.name);
+                    std::exit(1);
                 }
             };
-            benchmark::RegisterBenchmark(benchmark_of(operation, step).c_str(), run);
+            turns.add(kLengths[step], run);
         }
+        benchmark::RegisterBenchmark(operation.name, turns);
     }
 }
 
@@ -118,9 +119,9 @@ void print_lengths(std::FILE* out, const MedianReporter& reporter)
     for (const Operation& operation : operations()) {
         std::vector<double> times;
         for (std::size_t step = 0; step < std::size(kTimes); ++step) {
-            const auto* const median = reporter.median(benchmark_of(operation, step));
+            const double* const median = reporter.median(operation.name, kLengths[step]);
             if (median == nullptr) return;  // left out by an option
-            times.push_back(median->processor / 1e3);
+            times.push_back(*median / 1e3);
         }
         std::size_t worst = 1;
         std::string steps = "steps";
