@@ -1,5 +1,6 @@
 #include "CutlCPLBMString.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <limits>
@@ -13,6 +14,9 @@ constexpr long kMaxLength = std::numeric_limits<long>::max() - 1;
 // Octets of a block that stays with its string whatever short text comes next; a longer one does not outlive a text
 // of less than half its size.
 constexpr long kKeptRoom = 256;
+
+// Octets that a text which is appended to gets at least: little comes alone.
+constexpr long kLeastRoom = 63;
 
 long length_of(const char* text)
 {
@@ -148,7 +152,7 @@ void CutlCPLBMString::append(const char* text, long count)
     if (text_ == nullptr || total > capacity_) {
         // Twice the room, so that a text built piece by piece costs its length, not the square of it.
         const long doubled = capacity_ > kMaxLength / 2 ? kMaxLength : capacity_ * 2;
-        const long room = text_ != nullptr && doubled > total ? doubled : total;
+        const long room = std::max({total, doubled, kLeastRoom});
         char* const grown = new_text(room);
         copy_octets(grown, text_, length_);
         copy_octets(grown + length_, text, count);  // before the old block goes: `text` may lie in it
