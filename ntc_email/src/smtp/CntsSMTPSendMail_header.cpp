@@ -79,6 +79,20 @@ public:
         const long length = put_line(work, pieces);
         return length >= 0 && mail_.AddBuffer(header.data, header.length, work, length) != 0;
     }
+    // A field with its value. A folded value that is longer than the work buffer goes line by line: each of
+    // its lines has to fit.
+    bool add_field(std::string_view name, std::string_view value)
+    {
+        constexpr std::string_view kLineEnd = "\r\n";
+        if (name.size() + value.size() + kLineEnd.size() < sizeof work) return add({name, value, kLineEnd});
+        std::string_view line = take_line(value);
+        if (!add({name, line, kLineEnd})) return false;
+        while (!value.empty()) {
+            line = take_line(value);
+            if (!add({line, kLineEnd})) return false;
+        }
+        return true;
+    }
     bool add_addresses(const CntsMLUTLMailAddress& addresses, const char* name, long& count)
     {
         return mail_.MakeHeaderAddress(addresses, name, header.data, work, count, header.length) != 0;
@@ -92,6 +106,20 @@ public:
     char work[kLineSize];
 
 private:
+    // Takes a line from the front of a value, up to a CR LF that a blank or tab follows.
+    static std::string_view take_line(std::string_view& value)
+    {
+        std::size_t end = value.find("\r\n");
+        while (end != std::string_view::npos) {
+            const std::string_view next = value.substr(end + 2, 1);
+            if (next == " " || next == "\t") break;
+            end = value.find("\r\n", end + 2);
+        }
+        const std::string_view line = value.substr(0, end);
+        value.remove_prefix(end == std::string_view::npos ? value.size() : end + 2);
+        return line;
+    }
+
     CntsSMTPSendMail& mail_;
 };
 
@@ -126,17 +154,17 @@ bool add_origin(CntsSMTPSendMail& mail, HeaderWriter& writer)
         NTC_TRACE("<Error> : CntsSMTPSendMail::MakeHeader : pdate == NULL\n");
         return false;
     }
-    if (!writer.add({"Date: ", text_of(mail.m_cDate), "\r\n"})) return trace_add_failed(__LINE__);
+    if (!writer.add_field("Date: ", text_of(mail.m_cDate))) return trace_add_failed(__LINE__);
     if (!has_text(mail.m_cFrom.m_cAddress)) {
         NTC_TRACE("<Error> : CntsSMTPSendMail::MakeHeader : pfrom == NULL\n");
         return false;
     }
-    if (!writer.add({"From: ", text_of(mail.m_cFrom.m_cAddress), "\r\n"})) return trace_add_failed(__LINE__);
+    if (!writer.add_field("From: ", text_of(mail.m_cFrom.m_cAddress))) return trace_add_failed(__LINE__);
     if (!has_text(mail.m_cSubject)) {
         NTC_TRACE("<Error> : CntsSMTPSendMail::MakeHeader : psubject == NULL\n");
         return false;
     }
-    if (!writer.add({"Subject: ", text_of(mail.m_cSubject), "\r\n"})) return trace_add_failed(__LINE__);
+    if (!writer.add_field("Subject: ", text_of(mail.m_cSubject))) return trace_add_failed(__LINE__);
     return true;
 }
 

@@ -58,6 +58,50 @@ TEST(MakeHeader, TakesLinesUpToTheirLimit)
     }
 }
 
+// A folded value may be longer than a line; each of its lines has the limit.
+TEST(MakeHeader, TakesFoldedValuesLineByLine)
+{
+    constexpr std::size_t kFirst = 1023 - 11;  // "Subject: " before it, CR LF behind it
+    constexpr std::size_t kNext = 1023 - 2;
+    const std::string first(kFirst, 'f');
+    const std::string next = "\t" + std::string(kNext - 1, 'n');
+    const struct {
+        const char* label;
+        std::string value;
+        bool fits;
+    } cases[] = {
+        {"two lines", first + "\r\n" + next, true},
+        {"three lines", "f\r\n" + next + "\r\n l", true},
+        {"an empty first line", "\r\n" + next, true},
+        {"many lines",
+         std::string("a") +
+             [] {
+                 std::string lines;
+                 for (int i = 0; i < 1000; ++i)
+                     lines += "\r\n\t%s";
+                 return lines;
+             }(),
+         true},
+        {"a first line that is too long", first + "f\r\n" + next, false},
+        {"a next line that is too long", "f\r\n" + next + "n\r\n\tl", false},
+        {"a line end that folds nothing", std::string(600, 'a') + "\r\n" + std::string(600, 'b'), false},
+        {"a line end at the end", first + "\r\n", false},
+    };
+    for (const auto& c : cases) {
+        PlatformDouble platform;
+        CntsSMTPSendMail mail;
+        fill_multipart_mail(mail);
+        mail.m_cSubject = CutlCPLBMString(c.value.c_str());
+        if (c.fits) {
+            EXPECT_NE(std::string::npos, header_of(mail).find("Subject: " + c.value + "\r\nTo: ")) << c.label;
+            continue;
+        }
+        expect_no_header(mail);
+        EXPECT_EQ(0u, platform.live_blocks()) << c.label;
+        expect_numbered_trace(platform, "<Error> : CntsSMTPSendMail::MakeHeader() AddBuffer[NG]: Line");
+    }
+}
+
 TEST(MakeHeader, TakesAddressesUpToTheirLimit)
 {
     const struct {
