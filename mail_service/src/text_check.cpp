@@ -12,15 +12,32 @@ namespace velorin::service {
 namespace {
 
 constexpr std::size_t kMaxBoundary = 70;
+constexpr std::size_t kFold = 3;  // octets of a CR LF with the blank or tab behind it
+
+bool is_fold(const std::string& text, std::size_t index)
+{
+    return index + 2 < text.size() && text[index] == '\r' && text[index + 1] == '\n' &&
+           (text[index + 2] == ' ' || text[index + 2] == '\t');
+}
+
+// A fold behind an encoded word of a display name, with a further word or the address behind it.
+bool is_fold_of_name(const std::string& text, std::size_t index)
+{
+    if (!is_fold(text, index) || index < 2 || text.compare(index - 2, 2, "?=") != 0) return false;
+    return text.compare(index + kFold, 1, "<") == 0 || text.compare(index + kFold, 2, "=?") == 0;
+}
 
 }  // namespace
 
 bool is_safe_address_text(const std::string& text)
 {
-    return std::all_of(text.begin(), text.end(), [](char octet) {
-        const auto value = static_cast<unsigned char>(octet);
-        return value == '\t' || (value >= 0x20 && value != 0x7F);
-    });
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        const auto value = static_cast<unsigned char>(text[index]);
+        if (value == '\t' || (value >= 0x20 && value != 0x7F)) continue;
+        if (!is_fold_of_name(text, index)) return false;
+        index += kFold - 1;
+    }
+    return true;
 }
 
 bool is_safe_header_text(const std::string& text)
@@ -29,10 +46,8 @@ bool is_safe_header_text(const std::string& text)
         const char octet = text[index];
         if (octet == '\0' || octet == '\n') return false;
         if (octet != '\r') continue;
-        const bool folded = index + 2 < text.size() && text[index + 1] == '\n' &&
-                            (text[index + 2] == ' ' || text[index + 2] == '\t');
-        if (!folded) return false;
-        index += 2;
+        if (!is_fold(text, index)) return false;
+        index += kFold - 1;
     }
     return true;
 }

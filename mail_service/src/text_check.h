@@ -14,9 +14,10 @@ namespace velorin::service {
 // since the library's strings end at a NUL.
 //   result  0 or kUnsafeText
 
-// Addresses: no control character but a tab between entries. Header texts: no NUL, no CR or LF other than a
-// CR LF that a blank or tab follows. The boundary string: 1 to 70 printable characters, no quote and no
-// backslash, no blank at its end (RFC 2046, 5.1.1); asked for only when the mail is a multipart.
+// Addresses: no control character but a tab between entries, and a CR LF with a blank or tab behind it between
+// the encoded words of a display name and between them and the address. Header texts: no NUL, no CR or LF
+// other than a CR LF that a blank or tab follows. The boundary string: 1 to 70 printable characters, no quote
+// and no backslash, no blank at its end (RFC 2046, 5.1.1); asked for only when the mail is a multipart.
 std::uint32_t check_mail_texts(const ntc_email_esu_smtp_send_mail& mail, bool multipart);
 std::uint32_t check_part_texts(const ntc_email_esu_mlutl_mail_part& part);
 

@@ -61,6 +61,21 @@ TEST(AddressText, HoldsNoControlButTabs)
     EXPECT_FALSE(is_safe_address_text("a\x7F"));
 }
 
+TEST(AddressText, FoldsAroundTheEncodedWordsOfAName)
+{
+    const std::string word = "=?utf-8?B?44GC?=";
+    for (const std::string& text : {word + "\r\n\t<a@b>", word + "\r\n " + word + "\r\n\t<a@b>, c@d"}) {
+        EXPECT_TRUE(is_safe_address_text(text)) << text;
+    }
+    for (const std::string& text :
+         {word + "\r\n<a@b>", word + "\n\t<a@b>", word + "\r\t<a@b>", word + "\r\n\ta@b", word + "\r\n\t",
+          word + "\r\n\t=", word + " \r\n\t<a@b>", word + "\r\n\t\r\n\t<a@b>", std::string("a\r\n\t<a@b>"),
+          "a@b,\r\n\t" + word + " <c@d>", std::string("<a@b>\r\n\t<c@d>"), std::string("\r\n\t<a@b>"),
+          word + "\r\nRCPT TO:<a@b>"}) {
+        EXPECT_FALSE(is_safe_address_text(text)) << ::testing::PrintToString(text);
+    }
+}
+
 TEST(Boundary, IsPrintableAndShort)
 {
     EXPECT_TRUE(is_safe_boundary("=_cut 1"));
