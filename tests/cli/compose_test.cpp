@@ -91,15 +91,48 @@ TEST(CliCompose, RefusesWhatCannotBeSent)
         {"blank inside", [](MailOptions& m, Account&) { m.bcc = {"a b@c"}; }, kExitData, "account@domain"},
         {"line break in an address", [](MailOptions& m, Account&) { m.to = {"a@b\r\nRCPT TO:<c@d>"}; },
          kExitData, "line break"},
-        {"8 bit in a name", [](MailOptions& m, Account&) { m.to = {"\xE3\x81\x82 <a@b>"}; }, kExitData,
-         "encoded word"},
+        {"8 bit in an address", [](MailOptions& m, Account&) { m.to = {"\xE3\x81\x82@b"}; }, kExitData,
+         "not US-ASCII outside of its display name"},
+        {"8 bit in brackets", [](MailOptions& m, Account&) { m.cc = {"x <\xE3\x81\x82@b>"}; }, kExitData,
+         "not US-ASCII outside of its display name"},
+        {"8 bit behind an address", [](MailOptions& m, Account&) { m.cc = {"<a@b> (\xE3\x81\x82)"}; },
+         kExitData, "not US-ASCII outside of its display name"},
+        {"name that is no UTF-8", [](MailOptions& m, Account&) { m.to = {"\xE3\x81 <a@b>"}; }, kExitData,
+         "an address of to is not UTF-8"},
+        {"name without a place in the set",
+         [](MailOptions& m, Account& a) {
+             m.to = {"\xE3\x81\x82 <a@b>"};
+             a.charset = "iso-8859-1";
+         },
+         kExitData, "of to cannot be encoded, the character U+3042 has no place in iso-8859-1"},
+        {"name too long for an entry",
+         [](MailOptions& m, Account&) {
+             m.to.clear();
+             for (int i = 0; i < 24; ++i)
+                 m.to = {(m.to.empty() ? std::string() : m.to[0]) + "\xE3\x81\x82"};
+             m.to[0] += " <a@b>";
+         },
+         kExitData, "longer than 128 octets when its name is encoded"},
         {"entry of 129 octets", [](MailOptions& m, Account&) { m.to = {std::string(125, 'a') + "@b.c"}; },
          kExitData, "128"},
         {"line break in the subject", [](MailOptions& m, Account&) { m.subject = "a\nb"; }, kExitData,
          "subject holds a line break"},
         {"folded subject", [](MailOptions& m, Account&) { m.subject = "a\r\n b"; }, kExitData, "line break"},
-        {"8 bit in the subject", [](MailOptions& m, Account&) { m.subject = "\xE3\x81\x82"; }, kExitData,
-         "encoded word"},
+        {"subject that is no UTF-8", [](MailOptions& m, Account&) { m.subject = "a\xE3\x81"; }, kExitData,
+         "subject is not UTF-8"},
+        {"subject with a control character in two octets",
+         [](MailOptions& m, Account&) { m.subject = "a\xC2\x85"; }, kExitData,
+         "subject holds a control character"},
+        {"subject without a place in the set",
+         [](MailOptions& m, Account& a) {
+             m.subject = "x\xE2\x98\x83";
+             a.charset = "ISO-2022-JP";
+         },
+         kExitData, "subject cannot be encoded, the character U+2603 has no place in iso-2022-jp"},
+        {"unknown set", [](MailOptions&, Account& a) { a.charset = "koi8-r"; }, kExitUsage,
+         "charset must be"},
+        {"8 bit in an identifier", [](MailOptions& m, Account&) { m.references = "<\xC3\xA9@b>"; }, kExitData,
+         "references is not US-ASCII"},
         {"long subject", [](MailOptions& m, Account&) { m.subject = std::string(990, 'x'); }, kExitData,
          "too long"},
         {"two senders", [](MailOptions&, Account& a) { a.sender = "a@b; c@d"; }, kExitData, "more than one"},
@@ -183,6 +216,22 @@ TEST(CliCompose, DatesAreOfTheForm)
         EXPECT_FALSE(is_rfc5322_date(wrong)) << wrong;
 }
 
+TEST(CliCompose, EncodesWhatIsTyped)
+{
+    MailOptions options = plain_options();
+    options.subject = "\xE6\x97\xA5\xE6\x9C\xAC";
+    options.to = {"\"\xE5\xB1\xB1\xE7\x94\xB0, \\\"Y\\\"\" <y@example.jp>; Plain <p@example.com>"};
+    Account account = plain_account();
+    account.from = "\xC3\x89\x6D\x69\x6C <me@example.com>";
+    CntsSMTPSendMail mail;
+    Failure failure;
+    ASSERT_TRUE(compose_header(options, account, mail, failure)) << failure.sentence;
+    EXPECT_STREQ("=?iso-2022-jp?B?GyRCRnxLXBsoQg==?=", mail.m_cSubject.GetString());
+    EXPECT_STREQ("=?iso-2022-jp?B?GyRCOzNFRBsoQiwgIlki?= <y@example.jp>, Plain <p@example.com>",
+                 mail.m_cTo.m_cAddress.GetString());
+    EXPECT_STREQ("=?utf-8?B?w4ltaWw=?= <me@example.com>", mail.m_cFrom.m_cAddress.GetString());
+}
+
 TEST(CliAttachments, FileNamesAreMadeSafe)
 {
     static const struct {
@@ -191,17 +240,42 @@ TEST(CliAttachments, FileNamesAreMadeSafe)
     } cases[] = {
         {"a.pdf", "a.pdf"},
         {"/x/y/a b.pdf", "a b.pdf"},
-        {"say \"hi\"\\.txt", "say _hi__.txt"},
+        {"say \"hi\"\\.txt", "say \"hi\"\\.txt"},
         {"a\r\nb", "a__b"},
-        {"\xE6\x97\xA5\xE6\x9C\xAC.pdf", "__.pdf"},
-        {"\xFF\xFE.pdf", "__.pdf"},
-        {" a ", "_a_"},
+        {"\xE6\x97\xA5\xE6\x9C\xAC.pdf", "\xE6\x97\xA5\xE6\x9C\xAC.pdf"},
+        {" a ", " a "},
         {"100%s", "100%s"},
         {"\x7F", "_"},
         {"folder/", "_"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.name, safe_file_name(c.path)) << c.path;
+}
+
+TEST(CliAttachments, FileNamesAreEncodedWhereThatIsNeeded)
+{
+    static const struct {
+        const char* name;
+        const char* charset;
+        const char* encoded;
+    } cases[] = {
+        {"a b.pdf", "", "a b.pdf"},
+        {"100%s;(x).pdf", "iso-2022-jp", "100%s;(x).pdf"},
+        {"\xE6\x97\xA5.pdf", "", "=?iso-2022-jp?B?GyRCRnwbKEIucGRm?="},
+        {"\xE6\x97\xA5.pdf", "utf-8", "=?utf-8?B?5pelLnBkZg==?="},
+        {"\xE6\x97\xA5.pdf", "shift_jis", "=?shift_jis?B?k/oucGRm?="},
+        {"a\"b", "", "=?utf-8?B?YSJi?="},
+        {"a\\b", "us-ascii", "=?us-ascii?B?YVxi?="},
+        {" a", "", "=?utf-8?B?IGE=?="},
+        {"a ", "", "=?utf-8?B?YSA=?="},
+        {"=?utf-8?B?YWI=?=", "", "=?utf-8?B?PT91dGYtOD9CP1lXST0/PQ==?="},
+    };
+    for (const auto& c : cases) {
+        std::string encoded;
+        std::string wrong;
+        EXPECT_TRUE(encode_file_name(c.name, c.charset, encoded, wrong)) << c.name << wrong;
+        EXPECT_EQ(c.encoded, encoded) << c.name;
+    }
 }
 
 TEST(CliAttachments, TypesComeFromExtensionOrOption)
@@ -228,7 +302,8 @@ TEST(CliAttachments, TypesComeFromExtensionOrOption)
     for (const auto& c : cases) {
         std::vector<Attachment> attachments;
         Failure failure;
-        ASSERT_TRUE(inspect_attachments({{folder.write(c.file, "12345"), c.option}}, attachments, failure))
+        ASSERT_TRUE(
+            inspect_attachments({{folder.write(c.file, "12345"), c.option}}, "", attachments, failure))
             << failure.sentence;
         EXPECT_EQ(c.type, attachments[0].type) << c.file;
         EXPECT_EQ(c.vocabulary, attachments[0].vocabulary) << c.file << c.option;
@@ -240,11 +315,13 @@ TEST(CliAttachments, WhatCannotBeAttachedIsRefused)
 {
     const TemporaryFolder folder;
     const std::string file = folder.write("a", "x");
-    static const struct {
+    const struct {
         const char* label;
         AttachOption option;
         int exit_code;
     } cases[] = {
+        {"name that is no UTF-8", {folder.write("\xFF\xFE.pdf", "x"), ""}, kExitData},
+        {"name without a place in the set", {folder.write("\xE6\x97\xA5.pdf", "x"), ""}, kExitData},
         {"no file", {folder.path() + "/none", ""}, kExitNoInput},
         {"folder", {folder.path(), ""}, kExitNoInput},
         {"device", {"/dev/null", ""}, kExitNoInput},
@@ -257,7 +334,7 @@ TEST(CliAttachments, WhatCannotBeAttachedIsRefused)
     for (const auto& c : cases) {
         std::vector<Attachment> attachments;
         Failure failure;
-        EXPECT_FALSE(inspect_attachments({c.option}, attachments, failure)) << c.label;
+        EXPECT_FALSE(inspect_attachments({c.option}, "iso-8859-1", attachments, failure)) << c.label;
         EXPECT_EQ(c.exit_code, failure.exit_code) << c.label;
     }
 }

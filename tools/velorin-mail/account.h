@@ -58,7 +58,7 @@ struct Account {
     std::string from;
     std::string sender;
     std::string reply_to;
-    std::string charset = "utf-8";
+    std::string charset;  // empty: the one that suits each text
 };
 
 // Checks the settings and fills in what follows from others.

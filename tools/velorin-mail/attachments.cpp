@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 
 #include "descriptor.h"
-#include "utf8.h"
+#include "header_words.h"
 
 namespace velorin::cli {
 
@@ -76,27 +76,40 @@ bool check_type(const std::string& type, Failure& failure)
     return true;
 }
 
-bool inspect(const AttachOption& option, Attachment& attachment, Failure& failure)
+bool fail_at(const std::string& file, const std::string& sentence, int exit_code, Failure& failure)
+{
+    fail(failure, exit_code, kStep, sentence);
+    failure.where = file;
+    return false;
+}
+
+bool name_it(const std::string& path, const std::string& charset, Attachment& attachment, Failure& failure)
+{
+    attachment.shown_name = safe_file_name(path);
+    attachment.renamed = path.substr(path.rfind('/') + 1) != attachment.shown_name;
+    const char* what = nullptr;
+    if (!is_header_text(attachment.shown_name, what))
+        return fail_at(path, std::string("the file's name ") + what, kExitData, failure);
+    std::string wrong;
+    if (!encode_file_name(attachment.shown_name, charset, attachment.name, wrong))
+        return fail_at(path, "the file's name " + wrong, kExitData, failure);
+    return true;
+}
+
+bool inspect(const AttachOption& option, const std::string& charset, Attachment& attachment, Failure& failure)
 {
     attachment.path = option.file;
     // O_NONBLOCK: a FIFO without a writer must not hold the client up before it is refused.
     const Descriptor file(::open(option.file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat facts = {};
-    if (!file.valid() || ::fstat(file.get(), &facts) != 0) {
-        const int why = errno;
-        fail(failure, kExitNoInput, kStep, std::string("the file cannot be read: ") + std::strerror(why));
-        failure.where = option.file;
-        return false;
-    }
-    if (!S_ISREG(facts.st_mode)) {
-        fail(failure, kExitNoInput, kStep, "this is not a file whose size is known");
-        failure.where = option.file;
-        return false;
-    }
+    if (!file.valid() || ::fstat(file.get(), &facts) != 0)
+        return fail_at(option.file, std::string("the file cannot be read: ") + std::strerror(errno),
+                       kExitNoInput, failure);
+    if (!S_ISREG(facts.st_mode))
+        return fail_at(option.file, "this is not a file whose size is known", kExitNoInput, failure);
     attachment.size = static_cast<std::uint64_t>(facts.st_size);
-    attachment.name = safe_file_name(option.file);
-    attachment.renamed = option.file.substr(option.file.rfind('/') + 1) != attachment.name;
-    attachment.type = option.type.empty() ? type_of_file_name(attachment.name) : option.type;
+    if (!name_it(option.file, charset, attachment, failure)) return false;
+    attachment.type = option.type.empty() ? type_of_file_name(attachment.shown_name) : option.type;
     if (!check_type(attachment.type, failure)) return false;
     // A prefix of the type may match a row, so the row must say the same as the type.
     const auto value = CntsMLUTLMailType::TestContentType(attachment.type.c_str());
@@ -108,18 +121,22 @@ bool inspect(const AttachOption& option, Attachment& attachment, Failure& failur
 
 std::string safe_file_name(const std::string& path)
 {
-    const std::string name = path.substr(path.rfind('/') + 1);
-    std::string safe;
-    for (std::size_t i = 0; i < name.size();) {
-        const std::size_t width = utf8_width(name.data() + i, name.size() - i);
-        const char c = name[i];
-        const bool at_an_end = i == 0 || i + 1 == name.size();
-        const bool fits =
-            width == 1 && c >= 0x20 && c != 0x7F && c != '"' && c != '\\' && (c != ' ' || !at_an_end);
-        safe += fits ? c : '_';
-        i += std::max<std::size_t>(width, 1);
-    }
-    return safe.empty() ? "_" : safe;
+    std::string name = path.substr(path.rfind('/') + 1);
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; }, '_');
+    return name.empty() ? "_" : name;
+}
+
+bool encode_file_name(const std::string& name, const std::string& charset, std::string& encoded,
+                      std::string& wrong)
+{
+    // Of the two parameters that hold the name this one has less room.
+    constexpr std::size_t kColumn = sizeof "\tfilename=\"" - 1;
+    constexpr std::size_t kBehind = sizeof "\"" - 1;
+    encoded = name;
+    const bool passes = is_plain(name) && name.find_first_of("\"\\") == std::string::npos &&
+                        name.find("=?") == std::string::npos && name.front() != ' ' && name.back() != ' ';
+    return passes || encode_words(name, charset, {kColumn, kBehind, false}, encoded, wrong);
 }
 
 const char* type_of_file_name(const std::string& name)
@@ -132,12 +149,12 @@ const char* type_of_file_name(const std::string& name)
     return kUnknownType;
 }
 
-bool inspect_attachments(const std::vector<AttachOption>& options, std::vector<Attachment>& attachments,
-                         Failure& failure)
+bool inspect_attachments(const std::vector<AttachOption>& options, const std::string& charset,
+                         std::vector<Attachment>& attachments, Failure& failure)
 {
     for (const AttachOption& option : options) {
         Attachment attachment;
-        if (!inspect(option, attachment, failure)) return false;
+        if (!inspect(option, charset, attachment, failure)) return false;
         attachments.push_back(std::move(attachment));
     }
     return true;

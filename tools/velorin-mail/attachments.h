@@ -14,7 +14,8 @@ namespace velorin::cli {
 // A file to attach, looked at before anything is sent.
 struct Attachment {
     std::string path;
-    std::string name;  // in the mail: safe in a quoted string
+    std::string shown_name;  // in UTF-8
+    std::string name;        // in the mail: safe in a quoted string, encoded where that takes it
     bool renamed = false;
     std::string type;  // MIME type
     CntsMLUTLMailType::eContentType vocabulary =
@@ -22,16 +23,21 @@ struct Attachment {
     std::uint64_t size = 0;                      // octets
 };
 
-// The file name that stands in the mail: the path's last component, where quotes, backslashes, control
-// characters, and characters that are not US-ASCII have become "_", one each, and blanks at either end too.
+// The last component of a path, where control characters have become "_", one each.
 std::string safe_file_name(const std::string& path);
+
+// A file name as it stands in a quoted string of the part's header: as it is, or in encoded words when it is not
+// US-ASCII, holds a quote or a backslash, has a blank at an end, or looks like an encoded word.
+bool encode_file_name(const std::string& name, const std::string& charset, std::string& encoded,
+                      std::string& wrong);
 
 // The MIME type that a file name's extension stands for; "application/octet-stream" when it says nothing.
 const char* type_of_file_name(const std::string& name);
 
-// Checks that all files are there, can be read and are files, and that their types can be sent.
-bool inspect_attachments(const std::vector<AttachOption>& options, std::vector<Attachment>& attachments,
-                         Failure& failure);
+// Checks that all files are there, can be read and are files, and that their names and types can be sent.
+//   in      charset: name of the set that file names go out in, empty for the one that suits each
+bool inspect_attachments(const std::vector<AttachOption>& options, const std::string& charset,
+                         std::vector<Attachment>& attachments, Failure& failure);
 
 // Octets of `size` octets in base64, in lines of 76 characters with CR LF between them.
 std::uint64_t base64_size(std::uint64_t size);

@@ -7,6 +7,9 @@
 
 #include "CutlCPLBOSBoundary.h"
 
+#include "charset_choice.h"
+#include "header_words.h"
+
 namespace velorin::cli {
 
 namespace {
@@ -23,25 +26,6 @@ std::string entry_sentence(const char* name, const std::string& entry, const cha
     return std::string("the address \"") + entry + "\" of " + name + " " + what;
 }
 
-// Only visible US-ASCII and blanks stand in a header text.
-//   out     what: what is wrong
-bool check_characters(const std::string& text, const char*& what)
-{
-    for (const char c : text) {
-        const auto octet = static_cast<unsigned char>(c);
-        if (octet == '\r' || octet == '\n')
-            what = "holds a line break";
-        else if (octet < 0x20 || octet == 0x7F)
-            what = "holds a control character";
-        else if (octet >= 0x80)
-            what = "is not US-ASCII, give it as an encoded word (=?utf-8?B?...?=)";
-        else
-            continue;
-        return false;
-    }
-    return true;
-}
-
 // The bare address goes to the server, where a blank or a bracket would end it.
 bool is_mailbox(const CutlCPLBMString& address)
 {
@@ -53,13 +37,38 @@ bool is_mailbox(const CutlCPLBMString& address)
     return quoted || text.find_first_of(" \t<>\"") == std::string::npos;
 }
 
-bool check_entry(const char* name, const CutlCPLBMString& entry, Failure& failure)
+// Octets of a field's name with the blank behind it.
+std::size_t column_of(const std::string& option)
 {
-    const std::string text(entry.GetString(), static_cast<std::size_t>(entry.GetLength()));
-    if (text.size() > kMaxEntry)
-        return fail(failure, kExitData, kStep, entry_sentence(name, text, "is longer than 128 octets"));
+    static constexpr struct {
+        const char* option;
+        const char* field;
+    } rows[] = {{"from", "From: "},
+                {"to", "To: "},
+                {"cc", "Cc: "},
+                {"sender", "Sender: "},
+                {"reply-to", "Reply-To: "},
+                {"mdn", "Disposition-Notification-To: "}};
+    for (const auto& row : rows)
+        if (option == row.option) return std::strlen(row.field);
+    return 0;
+}
+
+// Checks one entry.
+//   out     encoded: as it goes into the header
+bool check_entry(const char* name, const std::string& charset, const std::string& text, std::string& encoded,
+                 Failure& failure)
+{
+    std::string wrong;
+    if (!encode_entry(text, charset, column_of(name), encoded, wrong))
+        return fail(failure, kExitData, kStep, entry_sentence(name, text, wrong.c_str()));
+    if (encoded.size() > kMaxEntry)
+        return fail(failure, kExitData, kStep,
+                    entry_sentence(name, text,
+                                   encoded == text ? "is longer than 128 octets"
+                                                   : "is longer than 128 octets when its name is encoded"));
     CutlCPLBMString address;
-    if (CntsMLUTLMailAddress::GetRealAddress(address, entry.GetString()) == 0)
+    if (CntsMLUTLMailAddress::GetRealAddress(address, text.c_str()) == 0)
         return fail(failure, kExitData, kStep, entry_sentence(name, text, "is empty"));
     if (std::strchr(address.GetString(), '@') == nullptr)
         return fail(failure, kExitData, kStep, entry_sentence(name, text, "has no \"@\""));
@@ -70,28 +79,28 @@ bool check_entry(const char* name, const CutlCPLBMString& entry, Failure& failur
 }
 
 // One field of at most one entry; an empty text is none.
-bool single_address(const char* name, const std::string& text, CntsMLUTLMailAddress& address,
-                    Failure& failure)
+bool single_address(const char* name, const std::string& charset, const std::string& text,
+                    CntsMLUTLMailAddress& address, Failure& failure)
 {
     address = CntsMLUTLMailAddress("");  // not null: the library traces an error for that whenever it looks
     if (text.empty()) return true;
     std::string list;
     unsigned entries = 0;
-    if (!join_addresses(name, {text}, list, entries, failure)) return false;
+    if (!join_addresses(name, charset, {text}, list, entries, failure)) return false;
     if (entries > 1)
         return fail(failure, kExitData, kStep, std::string(name) + " holds more than one address");
     address = CntsMLUTLMailAddress(list.c_str());
     return true;
 }
 
-bool address_list(const char* name, const std::vector<std::string>& values, CntsMLUTLMailAddress& address,
-                  unsigned& entries, Failure& failure)
+bool address_list(const char* name, const std::string& charset, const std::vector<std::string>& values,
+                  CntsMLUTLMailAddress& address, unsigned& entries, Failure& failure)
 {
     address = CntsMLUTLMailAddress("");
     if (values.empty()) return true;
     std::string list;
     unsigned count = 0;
-    if (!join_addresses(name, values, list, count, failure)) return false;
+    if (!join_addresses(name, charset, values, list, count, failure)) return false;
     address = CntsMLUTLMailAddress(list.c_str());
     entries += count;
     return true;
@@ -101,22 +110,37 @@ bool compose_addresses(const MailOptions& options, const Account& account, CntsS
                        Failure& failure)
 {
     if (account.from.empty()) return fail(failure, kExitUsage, kStep, "no author, give --from ADDR");
+    const std::string& charset = account.charset;
     unsigned recipients = 0;
-    if (!single_address("from", account.from, mail.m_cFrom, failure)) return false;
-    if (!address_list("to", options.to, mail.m_cTo, recipients, failure)) return false;
-    if (!address_list("cc", options.cc, mail.m_cCc, recipients, failure)) return false;
-    if (!address_list("bcc", options.bcc, mail.m_cBcc, recipients, failure)) return false;
+    if (!single_address("from", charset, account.from, mail.m_cFrom, failure)) return false;
+    if (!address_list("to", charset, options.to, mail.m_cTo, recipients, failure)) return false;
+    if (!address_list("cc", charset, options.cc, mail.m_cCc, recipients, failure)) return false;
+    if (!address_list("bcc", charset, options.bcc, mail.m_cBcc, recipients, failure)) return false;
     if (recipients == 0)
         return fail(failure, kExitUsage, kStep, "no recipient, give --to, --cc or --bcc ADDR");
-    if (!single_address("sender", account.sender, mail.m_cSender, failure)) return false;
+    if (!single_address("sender", charset, account.sender, mail.m_cSender, failure)) return false;
     unsigned ignored = 0;
     const auto list_of = [](const std::string& text) {
         return text.empty() ? std::vector<std::string>() : std::vector<std::string>{text};
     };
-    if (!address_list("reply-to", list_of(account.reply_to), mail.m_cReplyTo, ignored, failure)) return false;
+    if (!address_list("reply-to", charset, list_of(account.reply_to), mail.m_cReplyTo, ignored, failure))
+        return false;
     CntsMLUTLMailAddress notified;
-    if (!address_list("mdn", list_of(options.mdn), notified, ignored, failure)) return false;
+    if (!address_list("mdn", charset, list_of(options.mdn), notified, ignored, failure)) return false;
     mail.SetMdnAddress(notified);
+    return true;
+}
+
+bool compose_subject(const std::string& typed, const std::string& charset, CntsSMTPSendMail& mail,
+                     Failure& failure)
+{
+    constexpr std::size_t kColumn = sizeof "Subject: " - 1;
+    if (!check_header_text("subject", typed, failure)) return false;
+    std::string subject = typed;
+    std::string wrong;
+    if (!is_plain(typed) && !encode_words(typed, charset, {kColumn, 0, true}, subject, wrong))
+        return fail(failure, kExitData, kStep, "subject " + wrong);
+    mail.m_cSubject.CopyString(subject.c_str(), -1);
     return true;
 }
 
@@ -166,22 +190,23 @@ std::uint64_t text_size(const MailText& text)
 
 }  // namespace
 
-bool join_addresses(const char* name, const std::vector<std::string>& values, std::string& list,
-                    unsigned& entries, Failure& failure)
+bool join_addresses(const char* name, const std::string& charset, const std::vector<std::string>& values,
+                    std::string& list, unsigned& entries, Failure& failure)
 {
     list.clear();
     entries = 0;
     for (const std::string& value : values) {
         const char* what = nullptr;
-        if (!check_characters(value, what))
+        if (!is_header_text(value, what))
             return fail(failure, kExitData, kStep, std::string("an address of ") + name + " " + what);
         const CntsMLUTLMailAddress field(value.c_str());
         CutlCPLBMString entry;
         const unsigned before = entries;
         for (int position = 0; field.GetAddress(entry, position, kSeparators) == 1; ++entries) {
-            if (!check_entry(name, entry, failure)) return false;
+            std::string encoded;
+            if (!check_entry(name, charset, entry.GetString(), encoded, failure)) return false;
             if (entries > 0) list += ", ";
-            list += entry.GetString();
+            list += encoded;
         }
         if (entries == before)
             return fail(failure, kExitData, kStep, std::string("an address of ") + name + " is empty");
@@ -192,8 +217,8 @@ bool join_addresses(const char* name, const std::vector<std::string>& values, st
 bool check_header_text(const char* name, const std::string& text, Failure& failure)
 {
     const char* what = nullptr;
-    if (!check_characters(text, what)) return fail(failure, kExitData, kStep, std::string(name) + " " + what);
-    if (std::strlen(name) + 2 + text.size() > kMaxLine)
+    if (!is_header_text(text, what)) return fail(failure, kExitData, kStep, std::string(name) + " " + what);
+    if (is_plain(text) && std::strlen(name) + 2 + text.size() > kMaxLine)
         return fail(failure, kExitData, kStep,
                     std::string(name) + " is too long for one header line of 998 octets");
     return true;
@@ -202,8 +227,9 @@ bool check_header_text(const char* name, const std::string& text, Failure& failu
 bool join_identifiers(const char* name, const std::string& text, std::string& list, Failure& failure)
 {
     list.clear();
-    const char* what = nullptr;
-    if (!check_characters(text, what)) return fail(failure, kExitData, kStep, std::string(name) + " " + what);
+    const char* what = "is not US-ASCII";
+    if (!is_plain(text) || !is_header_text(text, what))
+        return fail(failure, kExitData, kStep, std::string(name) + " " + what);
     const char* const between = " \t,<>";
     for (std::size_t begin = text.find_first_not_of(between); begin != std::string::npos;
          begin = text.find_first_not_of(between, begin)) {
@@ -249,9 +275,9 @@ bool is_rfc5322_date(const std::string& text)
 bool compose_header(const MailOptions& options, const Account& account, CntsSMTPSendMail& mail,
                     Failure& failure)
 {
+    if (!check_charset(kStep, account.charset, failure)) return false;
     if (!compose_addresses(options, account, mail, failure)) return false;
-    if (!check_header_text("subject", options.subject, failure)) return false;
-    mail.m_cSubject.CopyString(options.subject.c_str(), -1);
+    if (!compose_subject(options.subject, account.charset, mail, failure)) return false;
     if (!check_header_text("date", options.date, failure)) return false;
     if (!options.date.empty() && !is_rfc5322_date(options.date))
         return fail(failure, kExitData, kStep, "date is not of the form \"Thu, 01 Jan 2026 12:00:00 +0100\"");

@@ -16,14 +16,16 @@
 namespace velorin::cli {
 
 // Checks one address field and writes its entries in one list.
-//   in      name: of the option, for the sentences; values: as given, each an entry or a list of them
+//   in      name: of the option, for the sentences; charset: name of the set that names go out in, empty for the
+//   one that suits each; values: as given, each an entry or a list of them
 //   out     list: entries with ", " between them; entries: how many
-//   result  false with the sentence: an entry without "@", a line break, an 8-bit character, an entry too
-//   long
-bool join_addresses(const char* name, const std::vector<std::string>& values, std::string& list,
-                    unsigned& entries, Failure& failure);
+//   result  false with the sentence: an entry without "@", a line break, an address that is not US-ASCII, a
+//   name that has no place in the character set, an entry too long
+bool join_addresses(const char* name, const std::string& charset, const std::vector<std::string>& values,
+                    std::string& list, unsigned& entries, Failure& failure);
 
-// Checks a header text: US-ASCII without control characters, short enough for its line.
+// Checks a header text: UTF-8 without control characters and, where it needs no encoding, short enough for its
+// line.
 bool check_header_text(const char* name, const std::string& text, Failure& failure);
 
 // Identifiers in angle brackets with a blank between them; missing brackets are added.

@@ -125,7 +125,7 @@ void add_mail(CLI::App& app, MailOptions& mail, AttachInputs& attach)
     app.add_option("--bcc", mail.bcc, "recipients that the mail does not name")
         ->type_name("ADDR")
         ->group(group);
-    app.add_option("--subject,-s", mail.subject, "subject: US-ASCII, encoded words pass as they are")
+    app.add_option("--subject,-s", mail.subject, "subject in UTF-8; encoded words pass as they are")
         ->type_name("TEXT")
         ->group(group);
     CLI::Option* const file =

@@ -11,9 +11,8 @@ namespace {
 
 using Type = CntsMLUTLMailType;
 
-constexpr std::size_t kPiece = 256 * 1024;    // octets read at once
-constexpr std::size_t kUtf8PerOctet = 4;      // octets that one octet of any set becomes at most
-constexpr std::size_t kLongestCharacter = 4;  // octets in UTF-8
+constexpr std::size_t kPiece = 256 * 1024;  // octets read at once
+constexpr std::size_t kUtf8PerOctet = 4;    // octets that one octet of any set becomes at most
 
 enum class Coding { kUtf8, kSingleOctets, kMultibyte, kUnknown };
 
@@ -49,16 +48,6 @@ bool is_utf8(const std::string& text)
         at += width;
     }
     return true;
-}
-
-// The front of a text that goes on, up to where no character is split.
-std::size_t whole_utf8(const std::string& text)
-{
-    for (std::size_t back = 1; back < kLongestCharacter && back <= text.size(); ++back) {
-        const std::size_t at = text.size() - back;
-        if (utf8_is_begun(text.data() + at, back)) return at;
-    }
-    return text.size();
 }
 
 class TextConverter {

@@ -72,7 +72,7 @@ bool prepare(const Options& options, PreparedMail& prepared, Failure& failure)
     const MailOptions& mail = options.mail;
     return resolve_account(options, prepared.account, failure) &&
            compose_header(mail, prepared.account, prepared.mail, failure) &&
-           inspect_attachments(mail.attachments, prepared.attachments, failure) &&
+           inspect_attachments(mail.attachments, prepared.account.charset, prepared.attachments, failure) &&
            read_text(options, prepared.account.charset, prepared.text, failure) &&
            compose_content(prepared.text, mail.fax, !prepared.attachments.empty(), prepared.mail, failure) &&
            measure_mail(prepared.mail, prepared.text, mail.fax, prepared.attachments, prepared.octets,
@@ -84,7 +84,7 @@ void note_renamed_files(const PreparedMail& prepared)
     for (const Attachment& attachment : prepared.attachments)
         if (attachment.renamed)
             std::fprintf(stderr, "velorin-mail: note: %s is attached under the name %s\n",
-                         printable(attachment.path).c_str(), attachment.name.c_str());
+                         printable(attachment.path).c_str(), printable(attachment.shown_name).c_str());
 }
 
 class Sending {
@@ -156,8 +156,8 @@ private:
         if (!text_sent) return false;
         unsigned number = 1;
         for (const Attachment& attachment : prepared_.attachments) {
-            progress_.part(++number, attachment.name);
-            say("sending " + attachment.name + " as " + attachment.type);
+            progress_.part(++number, attachment.shown_name);
+            say("sending " + attachment.shown_name + " as " + attachment.type);
             if (!delivery.send_attachment(attachment, boundary)) return false;
         }
         return true;

@@ -41,7 +41,9 @@ const SettingRow kSettingRows[] = {
     {"from", "ADDR", "author of the mail"},
     {"sender", "ADDR", "who sends it for the author"},
     {"reply-to", "ADDR", "where answers shall go"},
-    {"charset", "SET", "us-ascii, iso-8859-1, iso-8859-2, iso-2022-jp, shift_jis or utf-8; default utf-8"},
+    {"charset", "SET",
+     "us-ascii, iso-8859-1, iso-8859-2, iso-2022-jp, shift_jis or utf-8; default "
+     "iso-2022-jp for Japanese that fits it, else utf-8"},
     {nullptr, nullptr, nullptr},
 };
 

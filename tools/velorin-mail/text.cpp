@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <vector>
 
+#include "charset_choice.h"
 #include "interrupt.h"
 #include "utf8.h"
 
@@ -14,28 +14,8 @@ namespace velorin::cli {
 namespace {
 
 constexpr const char* kStep = "text";
-constexpr std::size_t kPiece = 32 * 1024;   // octets read at once
-constexpr std::size_t kMaxLine = 998;       // octets without CR LF (RFC 5322, section 2.1.1)
-constexpr std::size_t kOctetsPerOctet = 4;  // "a" and a kanji by turns: 4 octets of UTF-8, 9 of ISO-2022-JP
-constexpr std::size_t kEscapes = 16;        // the escapes around a single character
-
-constexpr struct {
-    const char* name;
-    CntsMLUTLMailType::eCharSet charset;
-} kCharsets[] = {
-    {"us-ascii", CntsMLUTLMailType::eCharSetUsAscii},
-    {"iso-8859-1", CntsMLUTLMailType::eCharSetIso8859_1},
-    {"iso-8859-2", CntsMLUTLMailType::eCharSetIso8859_2},
-    {"iso-2022-jp", CntsMLUTLMailType::eCharSetIso2022Jp},
-    {"shift_jis", CntsMLUTLMailType::eCharSetShiftJis},
-    {"utf-8", CntsMLUTLMailType::eCharSetUtf8},
-};
-
-bool is_sound_mark(const char* octets, std::size_t width)
-{
-    const std::uint32_t character = utf8_character(octets, width);
-    return character == 0xFF9E || character == 0xFF9F;
-}
+constexpr std::size_t kPiece = 32 * 1024;  // octets read at once
+constexpr std::size_t kMaxLine = 998;      // octets without CR LF (RFC 5322, section 2.1.1)
 
 // What is known of the octets that went out: whether 7bit can carry them.
 struct WireFacts {
@@ -56,6 +36,43 @@ struct WireFacts {
     }
 };
 
+bool reading_failed(const std::string& name, Failure& failure)
+{
+    if (interrupting_signal() != 0)
+        return fail(failure, kExitSignal + interrupting_signal(), kStep,
+                    interrupted_sentence(Stage::kNothingSent));
+    return fail(failure, kExitIo, kStep, "cannot read " + name + ": " + std::strerror(errno));
+}
+
+bool keeping_failed(Failure& failure)
+{
+    return fail(failure, kExitIo, kStep,
+                std::string("cannot keep the text in a temporary file: ") + std::strerror(errno));
+}
+
+// The octets of a byte order mark, which is no part of the text.
+std::size_t mark_at(const char* octets, std::size_t length)
+{
+    return length >= 3 && std::memcmp(octets, "\xEF\xBB\xBF", 3) == 0 ? 3 : 0;
+}
+
+// Reads the whole text to find out its character set.
+//   out     copy: the text, at its front
+bool survey(OctetSource& source, const std::string& name, Spool& copy, CntsMLUTLMailType::eCharSet& charset,
+            Failure& failure)
+{
+    CharsetSurvey facts;
+    std::vector<char> piece(kPiece);
+    for (std::size_t count = kPiece; count == kPiece;) {
+        if (!source.read(piece.data(), piece.size(), count)) return reading_failed(name, failure);
+        const std::size_t skip = copy.size() == 0 ? mark_at(piece.data(), count) : 0;
+        facts.add(piece.data() + skip, count - skip);
+        if (!copy.write(piece.data(), count)) return keeping_failed(failure);
+    }
+    charset = facts.charset();
+    return copy.rewind() || keeping_failed(failure);
+}
+
 class TextPreparation {
 public:
     TextPreparation(const std::string& name, MailText& text, Failure& failure)
@@ -69,9 +86,9 @@ public:
         std::vector<char> piece(kPiece);
         for (bool is_end = false; !is_end;) {
             std::size_t count = 0;
-            if (!source.read(piece.data(), piece.size(), count)) return reading_failed();
+            if (!source.read(piece.data(), piece.size(), count)) return reading_failed(name_, failure_);
             is_end = count < piece.size();
-            const std::size_t skip = first_ && is_marked(piece.data(), count) ? 3 : 0;
+            const std::size_t skip = first_ ? mark_at(piece.data(), count) : 0;
             first_ = false;
             pending.append(piece.data() + skip, count - skip);
             const std::size_t cut = text_cut(pending.data(), pending.size(), is_end);
@@ -82,19 +99,6 @@ public:
     }
 
 private:
-    static bool is_marked(const char* octets, std::size_t length)
-    {
-        return length >= 3 && std::memcmp(octets, "\xEF\xBB\xBF", 3) == 0;
-    }
-
-    bool reading_failed()
-    {
-        if (interrupting_signal() != 0)
-            return fail(failure_, kExitSignal + interrupting_signal(), kStep,
-                        interrupted_sentence(Stage::kNothingSent));
-        return fail(failure_, kExitIo, kStep, "cannot read " + name_ + ": " + std::strerror(errno));
-    }
-
     bool wrong(const std::string& what)
     {
         return fail(failure_, kExitData, kStep, name_ + ", line " + std::to_string(line_) + ": " + what);
@@ -127,46 +131,24 @@ private:
         return true;
     }
 
-    bool convert(std::string& lines)
+    bool convert(const std::string& lines)
     {
-        converted_.resize(std::max(converted_.size(), lines.size() * kOctetsPerOctet + kEscapes));
-        int written = 0;
-        if (!convert_piece(&lines[0], lines.size(), written)) return blame_character(lines);
-        facts_.add(converted_.data(), static_cast<std::size_t>(written));
-        if (text_.octets.write(converted_.data(), static_cast<std::size_t>(written))) return true;
-        return fail(failure_, kExitIo, kStep,
-                    std::string("cannot keep the text in a temporary file: ") + std::strerror(errno));
-    }
-
-    bool convert_piece(char* octets, std::size_t length, int& written)
-    {
-        const CntsMLUTLMailType::ENCODED_STRING source = {CntsMLUTLMailType::eCharSetUtf8, octets,
-                                                          static_cast<int>(length)};
-        CntsMLUTLMailType::ENCODED_STRING target = {text_.charset, converted_.data(),
-                                                    static_cast<int>(converted_.size())};
-        int consumed = 0;
-        if (CntsMLUTLMailType::ConvertEncodedString(source, target, consumed) != 0) return false;
-        written = target.m_nLength;
-        return true;
+        if (!convert_text(CntsMLUTLMailType::eCharSetUtf8, lines, text_.charset, converted_))
+            return blame_character(lines);
+        facts_.add(converted_.data(), converted_.size());
+        return text_.octets.write(converted_.data(), converted_.size()) || keeping_failed(failure_);
     }
 
     // Finds the character that made a conversion fail and says where it stands.
-    bool blame_character(std::string& lines)
+    bool blame_character(const std::string& lines)
     {
-        for (std::size_t i = 0; i < lines.size();) {
-            const std::size_t width = utf8_width(lines.data() + i, lines.size() - i);
-            int written = 0;
-            if (!convert_piece(&lines[i], width, written)) {
-                char code[16];
-                std::snprintf(code, sizeof code, "U+%04lX",
-                              static_cast<unsigned long>(utf8_character(lines.data() + i, width)));
-                return wrong(std::string("the character ") + code + " has no place in " +
-                             CntsMLUTLMailType::GetCharSet(text_.charset));
-            }
-            if (lines[i] == '\n') ++line_;
-            i += width;
-        }
-        return fail(failure_, kExitSystem, kStep, "the text cannot be converted, memory may have run out");
+        const std::size_t at = find_misfit(lines, text_.charset);
+        if (at == std::string::npos)
+            return fail(failure_, kExitSystem, kStep,
+                        "the text cannot be converted, memory may have run out");
+        line_ += static_cast<std::size_t>(
+            std::count(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
+        return wrong(misfit_clause(lines, at, text_.charset));
     }
 
     bool finish()
@@ -176,14 +158,13 @@ private:
         text_.encoding =
             seven_bit ? CntsMLUTLMailType::eTransferEncoding7bit : CntsMLUTLMailType::eTransferEncodingBase64;
         if (text_.octets.rewind()) return true;
-        return fail(failure_, kExitIo, kStep,
-                    std::string("cannot keep the text in a temporary file: ") + std::strerror(errno));
+        return keeping_failed(failure_);
     }
 
     const std::string& name_;
     MailText& text_;
     Failure& failure_;
-    std::vector<char> converted_;
+    std::string converted_;
     WireFacts facts_;
     std::size_t line_ = 1;
     bool first_ = true;
@@ -191,26 +172,14 @@ private:
 
 }  // namespace
 
-bool find_charset(const std::string& name, CntsMLUTLMailType::eCharSet& charset)
-{
-    std::string lower = name;
-    for (char& c : lower)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    for (const auto& row : kCharsets) {
-        if (lower != row.name) continue;
-        charset = row.charset;
-        return true;
-    }
-    return false;
-}
-
 bool prepare_text(OctetSource& source, const std::string& name, const std::string& charset, MailText& text,
                   Failure& failure)
 {
-    if (!find_charset(charset, text.charset))
-        return fail(failure, kExitUsage, kStep,
-                    "charset must be us-ascii, iso-8859-1, iso-8859-2, iso-2022-jp, shift_jis or utf-8");
-    return TextPreparation(name, text, failure).run(source);
+    if (!check_charset(kStep, charset, failure)) return false;
+    if (find_charset(charset, text.charset)) return TextPreparation(name, text, failure).run(source);
+    Spool copy;
+    if (!survey(source, name, copy, text.charset, failure)) return false;
+    return TextPreparation(name, text, failure).run(copy);
 }
 
 std::size_t text_cut(const char* octets, std::size_t length, bool is_end)
@@ -226,7 +195,7 @@ std::size_t text_cut(const char* octets, std::size_t length, bool is_end)
         const std::size_t width = utf8_width(octets + i, length - i);
         if (width == 0 && utf8_is_begun(octets + i, length - i)) break;
         last = i;
-        if (width == 0 || !is_sound_mark(octets + i, width)) cut = i;
+        if (width == 0 || !utf8_is_sound_mark(octets + i, width)) cut = i;
         i += width == 0 ? 1 : width;  // octets that are no UTF-8 are reported when they are taken
     }
     return cut > 0 ? cut : last;

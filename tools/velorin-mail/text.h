@@ -20,14 +20,11 @@ struct MailText {
     Spool octets;                                  // not yet transfer-encoded; stands at its front
 };
 
-// The character set of a name that velorin-mail offers: us-ascii, iso-8859-1, iso-8859-2, iso-2022-jp,
-// shift_jis, utf-8, letter case aside.
-bool find_charset(const std::string& name, CntsMLUTLMailType::eCharSet& charset);
-
 // Reads a text in UTF-8, of any size with flat memory, and converts it. Line ends of every kind become CR LF,
 // a byte order mark at the front is dropped. 7bit is chosen when every octet and line length allows it (RFC
 // 5322, section 2.1.1: 998), base64 otherwise.
-//   in      source: the text; name: of the source, for the sentences
+//   in      source: the text; name: of the source, for the sentences; charset: name of the character set,
+//   empty for the one that suits the text
 //   result  false with the sentence, which names the line: no UTF-8, a NUL, a character that the set does not
 //   have
 bool prepare_text(OctetSource& source, const std::string& name, const std::string& charset, MailText& text,

@@ -62,4 +62,31 @@ bool utf8_is_begun(const char* text, std::size_t left)
     return left > 0 && width_of_lead(octet_at(text, 0)) > left && followers_fit(text, left);
 }
 
+std::size_t whole_utf8(const std::string& text)
+{
+    constexpr std::size_t kLongestCharacter = 4;  // octets
+    for (std::size_t back = 1; back < kLongestCharacter && back <= text.size(); ++back) {
+        const std::size_t at = text.size() - back;
+        if (utf8_is_begun(text.data() + at, back)) return at;
+    }
+    return text.size();
+}
+
+bool utf8_is_sound_mark(const char* text, std::size_t width)
+{
+    const std::uint32_t character = utf8_character(text, width);
+    return character == 0xFF9E || character == 0xFF9F;
+}
+
+std::size_t utf8_unit(const char* text, std::size_t left)
+{
+    std::size_t unit = utf8_width(text, left);
+    while (unit < left) {
+        const std::size_t width = utf8_width(text + unit, left - unit);
+        if (width == 0 || !utf8_is_sound_mark(text + unit, width)) break;
+        unit += width;
+    }
+    return unit;
+}
+
 }  // namespace velorin::cli

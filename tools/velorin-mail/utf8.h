@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace velorin::cli {
 
@@ -16,5 +17,16 @@ std::uint32_t utf8_character(const char* text, std::size_t width);
 // Whether a text cut off at its end may go on to be one character: a lead octet and too few others behind it.
 //   in      left: octets, 1 to 3
 bool utf8_is_begun(const char* text, std::size_t left);
+
+// The octets of the front of a text that goes on, up to where no character is split.
+std::size_t whole_utf8(const std::string& text);
+
+// Whether a character is a half-width sound mark.
+bool utf8_is_sound_mark(const char* text, std::size_t width);
+
+// The octets of the character that stands at `text` and of the sound marks behind it: in ISO-2022-JP a half-width kana
+// and its mark are one character.
+//   in      left: octets from there on, valid UTF-8
+std::size_t utf8_unit(const char* text, std::size_t left);
 
 }  // namespace velorin::cli
