@@ -151,6 +151,7 @@ bool make_account(const Settings& settings, Account& account, Failure& failure)
     account.from = text_of(settings, "from");
     account.sender = text_of(settings, "sender");
     account.reply_to = text_of(settings, "reply-to");
+    if (!read_domain_rule(settings, account.recipients, failure)) return false;
     if (settings.count("charset") != 0) account.charset = text_of(settings, "charset");
     if (account.port == 0 && account.tls == TlsMode::kStartTls) account.port = kSubmissionPort;
     if (account.auth != AuthKind::kNone && account.auth != AuthKind::kPop && account.user.empty())

@@ -6,6 +6,7 @@
 
 #include "ntc_email.h"
 
+#include "domain_list.h"
 #include "failure.h"
 #include "secret.h"
 #include "settings.h"
@@ -58,6 +59,7 @@ struct Account {
     std::string from;
     std::string sender;
     std::string reply_to;
+    DomainRule recipients;
     std::string charset;  // empty: the one that suits each text
 };
 

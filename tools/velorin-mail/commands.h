@@ -11,5 +11,8 @@ int run_list(const Options& options);
 int run_fetch(const Options& options);
 int run_delete(const Options& options);
 int run_trace(const Options& options);
+int run_encode(const Options& options);
+int run_decode(const Options& options);
+int run_filter(const Options& options);
 
 }  // namespace velorin::cli

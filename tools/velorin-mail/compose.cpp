@@ -9,6 +9,7 @@
 
 #include "charset_choice.h"
 #include "header_words.h"
+#include "word_decoder.h"
 
 namespace velorin::cli {
 
@@ -106,6 +107,18 @@ bool address_list(const char* name, const std::string& charset, const std::vecto
     return true;
 }
 
+bool check_recipients(const MailOptions& options, const DomainRule& rule, Failure& failure)
+{
+    if (rule.kind == DomainRule::Kind::kNone) return true;
+    const DomainChecker checker(rule);
+    for (const auto* const field : {&options.to, &options.cc, &options.bcc})
+        for (const std::string& value : *field)
+            for (const std::string& entry : entries_of(value))
+                if (!checker.passes(entry))
+                    return fail(failure, kExitPermission, "recipients", checker.refusal(entry));
+    return true;
+}
+
 bool compose_addresses(const MailOptions& options, const Account& account, CntsSMTPSendMail& mail,
                        Failure& failure)
 {
@@ -118,6 +131,7 @@ bool compose_addresses(const MailOptions& options, const Account& account, CntsS
     if (!address_list("bcc", charset, options.bcc, mail.m_cBcc, recipients, failure)) return false;
     if (recipients == 0)
         return fail(failure, kExitUsage, kStep, "no recipient, give --to, --cc or --bcc ADDR");
+    if (!check_recipients(options, account.recipients, failure)) return false;
     if (!single_address("sender", charset, account.sender, mail.m_cSender, failure)) return false;
     unsigned ignored = 0;
     const auto list_of = [](const std::string& text) {
@@ -136,6 +150,7 @@ bool compose_subject(const std::string& typed, const std::string& charset, CntsS
 {
     constexpr std::size_t kColumn = sizeof "Subject: " - 1;
     if (!check_header_text("subject", typed, failure)) return false;
+    if (holds_cut_word(typed)) return fail(failure, kExitData, kStep, std::string("subject ") + kCutWord);
     std::string subject = typed;
     std::string wrong;
     if (!is_plain(typed) && !encode_words(typed, charset, {kColumn, 0, true}, subject, wrong))
@@ -197,7 +212,8 @@ bool join_addresses(const char* name, const std::string& charset, const std::vec
     entries = 0;
     for (const std::string& value : values) {
         const char* what = nullptr;
-        if (!is_header_text(value, what))
+        if (holds_cut_word(value)) what = kCutWord;
+        if (what != nullptr || !is_header_text(value, what))
             return fail(failure, kExitData, kStep, std::string("an address of ") + name + " " + what);
         const CntsMLUTLMailAddress field(value.c_str());
         CutlCPLBMString entry;

@@ -77,6 +77,12 @@ int run(const std::vector<std::string>& arguments)
         return run_delete(options);
     case Command::kTrace:
         return run_trace(options);
+    case Command::kEncode:
+        return run_encode(options);
+    case Command::kDecode:
+        return run_decode(options);
+    case Command::kFilter:
+        return run_filter(options);
     case Command::kHelp:
         if (std::fputs(options.help.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return kExitOk;
         fail(failure, kExitIo, "", "standard output cannot be written");

@@ -20,11 +20,19 @@ public:
     {
         for (const SettingRow* row = kSettingRows; row->name != nullptr; ++row) {
             const std::string name = row->name;
-            const bool of_mail =
-                name == "from" || name == "sender" || name == "reply-to" || name == "charset";
+            const bool of_mail = name == "from" || name == "sender" || name == "reply-to" ||
+                                 name == "charset" || is_of_filter(name);
             if (of_mail && !with_mail_settings) continue;
             add(app, name, "--" + name, row->placeholder, row->help)->group(of_mail ? "Mail" : "Account");
         }
+    }
+
+    // The lists of domains alone.
+    void add_lists_to(CLI::App& app)
+    {
+        for (const SettingRow* row = kSettingRows; row->name != nullptr; ++row)
+            if (is_of_filter(row->name))
+                add(app, row->name, std::string("--") + row->name, row->placeholder, row->help);
     }
 
     // Those of a mailbox. Where nothing else can be meant, a setting goes by its short name, too.
@@ -72,6 +80,8 @@ public:
     }
 
 private:
+    static bool is_of_filter(const std::string& name) { return name == "permit" || name == "refuse"; }
+
     //   in      placeholder: null: a switch
     CLI::Option* add(CLI::App& app, const std::string& setting, const std::string& names,
                      const char* placeholder, const char* help)
@@ -97,11 +107,16 @@ private:
     std::map<std::string, CLI::Option*> options_;
 };
 
-void add_common(CLI::App& app, Options& options)
+void add_config(CLI::App& app, Options& options)
 {
     app.add_option("--config", options.config_file,
                    "account settings, lines of key = value; default ~/.config/velorin/mail.conf")
         ->type_name("FILE");
+}
+
+void add_common(CLI::App& app, Options& options)
+{
+    add_config(app, options);
     app.add_flag("--json", options.json, "print the result as one JSON object");
     app.add_flag("--quiet,-q", options.quiet, "no progress, no notes");
     app.add_flag("--verbose,-v", options.verbose,
@@ -208,6 +223,18 @@ void add_delete(CLI::App& app, MailboxOptions& mailbox)
     add_state_file(app, mailbox);
 }
 
+void add_codec(CLI::App& app, CodecOptions& codec)
+{
+    app.add_option("KIND", codec.kind, "base64, quoted-printable, words (of headers) or charset")
+        ->required()
+        ->type_name("")
+        ->check(CLI::IsMember({"base64", "quoted-printable", "words", "charset"}));
+    app.add_option("FILE", codec.file, "what to read; default standard input (-)")->type_name("");
+    app.add_option("--charset", codec.charset,
+                   "us-ascii, iso-8859-1, iso-8859-2, iso-2022-jp, shift_jis or utf-8")
+        ->type_name("SET");
+}
+
 // Pairs every type with the file that stands before it on the command line.
 bool pair_attachments(const CLI::App& app, const AttachInputs& inputs, MailOptions& mail, Failure& failure)
 {
@@ -282,7 +309,12 @@ bool parse_options(const std::vector<std::string>& arguments, Options& options, 
     CLI::App* const remove = app.add_subcommand("delete", "Delete mails on the server");
     CLI::App* const trace = app.add_subcommand("trace", "Print what VELORIN_CAPTURE recorded");
 
+    CLI::App* const encode = app.add_subcommand("encode", "Encode a file or standard input");
+    CLI::App* const decode = app.add_subcommand("decode", "Decode a file or standard input");
+    CLI::App* const filter = app.add_subcommand("filter", "Check addresses against a list of domains");
+
     AccountOptions send_account;
+    AccountOptions filter_lists;
     AccountOptions check_account;
     std::map<const CLI::App*, AccountOptions> mailbox_accounts;
     AttachInputs attach;
@@ -297,6 +329,14 @@ bool parse_options(const std::vector<std::string>& arguments, Options& options, 
         mailbox_accounts[command].add_mailbox_to(*command);
         add_common(*command, options);
     }
+    add_codec(*encode, options.codec);
+    add_codec(*decode, options.codec);
+    filter_lists.add_lists_to(*filter);
+    add_config(*filter, options);
+    filter
+        ->add_option("ADDR", options.filter_addresses,
+                     "addresses or lists of them; default lines of standard input")
+        ->type_name("");
     trace->add_option("FILE", options.trace_file, "the recording")->required()->type_name("");
     trace->add_flag("--json", options.json, "print one JSON object a line");
 
@@ -341,12 +381,19 @@ bool parse_options(const std::vector<std::string>& arguments, Options& options, 
                         "nothing to delete, give the unique ids of mails, or --fetched");
         return true;
     }
-    if (trace->parsed()) {
-        options.command = Command::kTrace;
+    if (filter->parsed()) options.account = filter_lists.collect();
+    for (const auto& [command, kind] : {std::pair(trace, Command::kTrace),
+                                        {encode, Command::kEncode},
+                                        {decode, Command::kDecode},
+                                        {filter, Command::kFilter}}) {
+        if (!command->parsed()) continue;
+        options.command = kind;
         return true;
     }
-    return fail(failure, kExitUsage, kStep,
-                "no command, give send, check, list, fetch, delete or trace (--help tells more)");
+    return fail(
+        failure, kExitUsage, kStep,
+        "no command, give send, check, list, fetch, delete, filter, encode, decode or trace (--help tells "
+        "more)");
 }
 
 }  // namespace velorin::cli

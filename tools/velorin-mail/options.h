@@ -8,7 +8,7 @@
 
 namespace velorin::cli {
 
-enum class Command { kHelp, kSend, kCheck, kList, kFetch, kDelete, kTrace };
+enum class Command { kHelp, kSend, kCheck, kList, kFetch, kDelete, kTrace, kEncode, kDecode, kFilter };
 
 struct AttachOption {
     std::string file;
@@ -44,6 +44,13 @@ struct MailboxOptions {
     std::string state_file;       // empty: the account's own
 };
 
+// What `encode` and `decode` are told.
+struct CodecOptions {
+    std::string kind;        // "base64", "quoted-printable", "words", "charset"
+    std::string file = "-";  // "-": standard input
+    std::string charset;     // empty: not given
+};
+
 struct Options {
     Command command = Command::kHelp;
     std::string help;  // of kHelp: what to print
@@ -54,6 +61,8 @@ struct Options {
     bool verbose = false;
     MailOptions mail;
     MailboxOptions mailbox;
+    CodecOptions codec;
+    std::vector<std::string> filter_addresses;  // empty: standard input
     std::string trace_file;
 };
 

@@ -40,16 +40,6 @@ Coding coding_of(Type::eCharSet charset)
     return Coding::kUnknown;
 }
 
-bool is_utf8(const std::string& text)
-{
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t width = utf8_width(text.data() + at, text.size() - at);
-        if (width == 0) return false;
-        at += width;
-    }
-    return true;
-}
-
 class TextConverter {
 public:
     TextConverter(Type::eCharSet charset, NewFile& file)

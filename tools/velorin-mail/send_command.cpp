@@ -28,18 +28,6 @@ struct PreparedMail {
     std::uint64_t octets = 0;
 };
 
-class DescriptorSource : public OctetSource {
-public:
-    explicit DescriptorSource(int descriptor) : descriptor_(descriptor) {}
-    bool read(char* buffer, std::size_t capacity, std::size_t& count) override
-    {
-        return read_fully(descriptor_, buffer, capacity, count);
-    }
-
-private:
-    int descriptor_;
-};
-
 bool read_text(const Options& options, const std::string& charset, MailText& text, Failure& failure)
 {
     const MailOptions& mail = options.mail;

@@ -44,6 +44,8 @@ const SettingRow kSettingRows[] = {
     {"charset", "SET",
      "us-ascii, iso-8859-1, iso-8859-2, iso-2022-jp, shift_jis or utf-8; default "
      "iso-2022-jp for Japanese that fits it, else utf-8"},
+    {"permit", "LIST", "domains and addresses that may be written to, and no others"},
+    {"refuse", "LIST", "domains and addresses that may not be written to"},
     {nullptr, nullptr, nullptr},
 };
 
@@ -113,13 +115,13 @@ bool parse_line(const std::string& line, Settings& settings, std::string& wrong)
     return true;
 }
 
-void drop_password_source(const std::string& prefix, const Settings& command_line, Settings& file)
+// Of two settings that exclude each other, what the command line gives takes the place of both.
+void drop_either(const std::string& one, const std::string& other, const Settings& command_line,
+                 Settings& file)
 {
-    const std::string by_command = prefix + "password-command";
-    const std::string by_file = prefix + "password-file";
-    if (command_line.count(by_command) == 0 && command_line.count(by_file) == 0) return;
-    file.erase(by_command);
-    file.erase(by_file);
+    if (command_line.count(one) == 0 && command_line.count(other) == 0) return;
+    file.erase(one);
+    file.erase(other);
 }
 
 }  // namespace
@@ -175,8 +177,9 @@ bool load_config(const std::string& path, Settings& settings, Failure& failure)
 
 Settings merge(const Settings& command_line, Settings file)
 {
-    drop_password_source("", command_line, file);
-    drop_password_source("pop-", command_line, file);
+    drop_either("permit", "refuse", command_line, file);
+    drop_either("password-command", "password-file", command_line, file);
+    drop_either("pop-password-command", "pop-password-file", command_line, file);
     for (const auto& [name, value] : command_line)
         file[name] = value;
     return file;

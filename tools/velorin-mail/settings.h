@@ -34,8 +34,8 @@ bool parse_config(const std::string& path, const std::string& text, Settings& se
 //   missing
 bool load_config(const std::string& path, Settings& settings, Failure& failure);
 
-// Puts the command line's settings over the file's. A password source given there replaces the file's, of
-// either kind.
+// Puts the command line's settings over the file's. A password source or a list of domains given there replaces
+// the file's, of either kind.
 Settings merge(const Settings& command_line, Settings file);
 
 }  // namespace velorin::cli

@@ -71,6 +71,23 @@ bool Spool::read(char* buffer, std::size_t capacity, std::size_t& count)
     return true;
 }
 
+bool read_all(OctetSource& source, std::size_t limit, std::string& octets)
+{
+    constexpr std::size_t kPiece = 64 * 1024;
+    octets.clear();
+    for (std::size_t count = kPiece; count == kPiece;) {
+        const std::size_t kept = octets.size();
+        octets.resize(kept + kPiece);
+        if (!source.read(&octets[kept], kPiece, count)) return false;
+        octets.resize(kept + count);
+        if (octets.size() > limit) {
+            errno = EFBIG;
+            return false;
+        }
+    }
+    return true;
+}
+
 bool read_fully(int descriptor, char* buffer, std::size_t capacity, std::size_t& count)
 {
     count = 0;

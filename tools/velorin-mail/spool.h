@@ -50,4 +50,21 @@ private:
 // signal has come that ends the program.
 bool read_fully(int descriptor, char* buffer, std::size_t capacity, std::size_t& count);
 
+// A descriptor of somebody else, read from where it stands.
+class DescriptorSource : public OctetSource {
+public:
+    explicit DescriptorSource(int descriptor) : descriptor_(descriptor) {}
+    bool read(char* buffer, std::size_t capacity, std::size_t& count) override
+    {
+        return read_fully(descriptor_, buffer, capacity, count);
+    }
+
+private:
+    int descriptor_;
+};
+
+// Reads all that a source has.
+//   result  false with errno; EFBIG: more than `limit` octets
+bool read_all(OctetSource& source, std::size_t limit, std::string& octets);
+
 }  // namespace velorin::cli

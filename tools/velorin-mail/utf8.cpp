@@ -62,6 +62,16 @@ bool utf8_is_begun(const char* text, std::size_t left)
     return left > 0 && width_of_lead(octet_at(text, 0)) > left && followers_fit(text, left);
 }
 
+bool is_utf8(const std::string& text)
+{
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t width = utf8_width(text.data() + at, text.size() - at);
+        if (width == 0) return false;
+        at += width;
+    }
+    return true;
+}
+
 std::size_t whole_utf8(const std::string& text)
 {
     constexpr std::size_t kLongestCharacter = 4;  // octets

@@ -18,6 +18,9 @@ std::uint32_t utf8_character(const char* text, std::size_t width);
 //   in      left: octets, 1 to 3
 bool utf8_is_begun(const char* text, std::size_t left);
 
+// Whether a whole text is UTF-8.
+bool is_utf8(const std::string& text);
+
 // The octets of the front of a text that goes on, up to where no character is split.
 std::size_t whole_utf8(const std::string& text);
 
