@@ -89,13 +89,16 @@ bool convert(std::string_view octets, Type::eCharSet charset, std::string& out)
     return true;
 }
 
-std::string decoded_base64(std::string_view text)
+// The octets of an encoded word in base64, as the library decodes it.
+std::string decoded_base64(std::string_view word)
 {
-    void* octets = nullptr;
+    char* octets = nullptr;
     long length = 0;
-    if (CntsMLUTLMimeUtility::FromB64(text.data(), static_cast<long>(text.size()), octets, length) == 0)
+    Type::eCharSet unused = kNoCharSet;
+    if (CntsMLUTLMimeUtility::InlineDecode(word.data(), static_cast<long>(word.size()), octets, length, unused,
+                                           0) == 0)
         return {};
-    std::string out(static_cast<const char*>(octets), static_cast<std::size_t>(length));
+    std::string out(octets, static_cast<std::size_t>(length));
     CutlCPLBOSBoundary::MemFree(octets);
     return out;
 }
@@ -108,7 +111,8 @@ int hex_value(char digit)
     return -1;
 }
 
-// The "Q" encoding (RFC 2047, 4.2).
+// The "Q" encoding (RFC 2047, 4.2). Not by the library, which leaves "_" as it is, takes one of two dots at the
+// beginning away and drops an "=" without two digits.
 std::string decoded_q(std::string_view text)
 {
     std::string out;
@@ -155,7 +159,7 @@ bool read_word(std::string_view text, EncodedWord& word)
 
 std::string octets_of(const EncodedWord& word)
 {
-    return word.encoding == 'B' ? decoded_base64(word.text) : decoded_q(word.text);
+    return word.encoding == 'B' ? decoded_base64(word.whole) : decoded_q(word.text);
 }
 
 // What neighbouring words say. One that stays as it came keeps a blank to its neighbours.
