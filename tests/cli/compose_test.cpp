@@ -108,7 +108,7 @@ TEST(CliCompose, RefusesWhatCannotBeSent)
         {"name too long for an entry",
          [](MailOptions& m, Account&) {
              m.to.clear();
-             for (int i = 0; i < 24; ++i)
+             for (int i = 0; i < 30; ++i)
                  m.to = {(m.to.empty() ? std::string() : m.to[0]) + "\xE3\x81\x82"};
              m.to[0] += " <a@b>";
          },
@@ -240,7 +240,7 @@ TEST(CliAttachments, FileNamesAreMadeSafe)
     } cases[] = {
         {"a.pdf", "a.pdf"},
         {"/x/y/a b.pdf", "a b.pdf"},
-        {"say \"hi\"\\.txt", "say \"hi\"\\.txt"},
+        {"say \"hi\"\\.txt", "say _hi__.txt"},
         {"a\r\nb", "a__b"},
         {"\xE6\x97\xA5\xE6\x9C\xAC.pdf", "\xE6\x97\xA5\xE6\x9C\xAC.pdf"},
         {" a ", " a "},
@@ -264,9 +264,7 @@ TEST(CliAttachments, FileNamesAreEncodedWhereThatIsNeeded)
         {"\xE6\x97\xA5.pdf", "", "=?iso-2022-jp?B?GyRCRnwbKEIucGRm?="},
         {"\xE6\x97\xA5.pdf", "utf-8", "=?utf-8?B?5pelLnBkZg==?="},
         {"\xE6\x97\xA5.pdf", "shift_jis", "=?shift_jis?B?k/oucGRm?="},
-        {"a\"b", "", "=?utf-8?B?YSJi?="},
-        {"a\\b", "us-ascii", "=?us-ascii?B?YVxi?="},
-        {" a", "", "=?utf-8?B?IGE=?="},
+        {" a", "us-ascii", "=?us-ascii?B?IGE=?="},
         {"a ", "", "=?utf-8?B?YSA=?="},
         {"=?utf-8?B?YWI=?=", "", "=?utf-8?B?PT91dGYtOD9CP1lXST0/PQ==?="},
     };

@@ -121,9 +121,12 @@ bool inspect(const AttachOption& option, const std::string& charset, Attachment&
 
 std::string safe_file_name(const std::string& path)
 {
+    const auto is_unsafe = [](char c) {
+        const auto octet = static_cast<unsigned char>(c);
+        return octet < 0x20 || octet == 0x7F || c == '"' || c == '\\';
+    };
     std::string name = path.substr(path.rfind('/') + 1);
-    std::replace_if(
-        name.begin(), name.end(), [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; }, '_');
+    std::replace_if(name.begin(), name.end(), is_unsafe, '_');
     return name.empty() ? "_" : name;
 }
 
@@ -134,8 +137,8 @@ bool encode_file_name(const std::string& name, const std::string& charset, std::
     constexpr std::size_t kColumn = sizeof "\tfilename=\"" - 1;
     constexpr std::size_t kBehind = sizeof "\"" - 1;
     encoded = name;
-    const bool passes = is_plain(name) && name.find_first_of("\"\\") == std::string::npos &&
-                        name.find("=?") == std::string::npos && name.front() != ' ' && name.back() != ' ';
+    const bool passes =
+        is_plain(name) && name.find("=?") == std::string::npos && name.front() != ' ' && name.back() != ' ';
     return passes || encode_words(name, charset, {kColumn, kBehind, false}, encoded, wrong);
 }
 

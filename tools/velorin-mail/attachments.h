@@ -23,11 +23,12 @@ struct Attachment {
     std::uint64_t size = 0;                      // octets
 };
 
-// The last component of a path, where control characters have become "_", one each.
+// The last component of a path, where control characters, quotes and backslashes have become "_", one each: some
+// programs decode a name before they look for the quotes around it.
 std::string safe_file_name(const std::string& path);
 
 // A file name as it stands in a quoted string of the part's header: as it is, or in encoded words when it is not
-// US-ASCII, holds a quote or a backslash, has a blank at an end, or looks like an encoded word.
+// US-ASCII, has a blank at an end, or looks like an encoded word.
 bool encode_file_name(const std::string& name, const std::string& charset, std::string& encoded,
                       std::string& wrong);
 

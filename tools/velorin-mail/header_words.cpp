@@ -15,9 +15,10 @@ namespace {
 
 using Type = CntsMLUTLMailType;
 
-constexpr std::size_t kMaxWord = 75;  // characters of an encoded word (RFC 2047, section 2)
-constexpr std::size_t kMaxLine = 76;  // of a line that holds one
-constexpr std::size_t kLineEnd = 2;   // CR LF, which the encoder counts to the line
+constexpr std::size_t kMaxWord = 75;        // characters of an encoded word (RFC 2047, section 2)
+constexpr std::size_t kMaxLine = 76;        // of a line that holds one
+constexpr std::size_t kOctetsOfAGroup = 3;  // that base64 makes four characters of
+constexpr std::size_t kLineEnd = 2;         // CR LF, which the encoder counts to the line
 constexpr const char* kFold = "\r\n\t";
 constexpr const char* kNoMemory = "cannot be encoded, memory may have run out";
 
@@ -110,20 +111,24 @@ private:
         return room() > frame ? (room() - frame) / 4 * 3 : 0;
     }
 
-    // The piece of a text that fits into the next word; one character at least.
+    // The piece of a text that fits into the next word; one character at least. Where more words follow it is one
+    // that needs no padding, if there is any: some programs join the base64 of neighbouring words before they
+    // decode it, and take padding for its end.
     std::size_t piece_at(const std::string& text, std::size_t begin) const
     {
         const std::size_t capacity = octets_of_a_word();
-        std::size_t length = utf8_unit(text.data() + begin, text.size() - begin);
-        while (begin + length < text.size()) {
-            const std::size_t longer =
-                length + utf8_unit(text.data() + begin + length, text.size() - begin - length);
+        std::size_t longest = utf8_unit(text.data() + begin, text.size() - begin);
+        std::size_t unpadded = 0;
+        for (std::size_t length = longest;;) {
             std::string converted;
-            if (!convert_text(Type::eCharSetUtf8, text.substr(begin, longer), charset_, converted)) break;
+            if (!convert_text(Type::eCharSetUtf8, text.substr(begin, length), charset_, converted)) break;
             if (converted.size() > capacity) break;
-            length = longer;
+            longest = length;
+            if (converted.size() % kOctetsOfAGroup == 0) unpadded = length;
+            if (begin + length == text.size()) return length;
+            length += utf8_unit(text.data() + begin + length, text.size() - begin - length);
         }
-        return length;
+        return unpadded > 0 ? unpadded : longest;
     }
 
     bool add_piece(const std::string& piece)
