@@ -51,7 +51,9 @@ trap cleanup EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-python3 "$here/demo/make_pdf.py" "$scratch/report.pdf" 300
+subject=日本語の件名
+report=報告書.pdf
+python3 "$here/demo/make_pdf.py" "$scratch/$report" 300
 cat >"$scratch/text.txt" <<'TEXT'
 こんにちは、世界。
 このメールは日本語の本文と PDF の添付ファイルを運びます。
@@ -84,13 +86,12 @@ mailbox() {
 
 printf '\nSend, to the SMTP server on 127.0.0.1:%s\n' "$smtp_port"
 mail send --port "$smtp_port" \
-    --from '"Velorin demo" <demo@example.com>' --to 'reader@example.org' --cc '"Second, Reader" <second@example.org>' \
-    --subject '=?utf-8?B?5pel5pys6Kqe44Gu5Lu25ZCN?=' --charset iso-2022-jp \
-    --text "$scratch/text.txt" --attach "$scratch/report.pdf" ||
+    --from '"デモ" <demo@example.com>' --to 'reader@example.org' --cc '"Second, Reader" <second@example.org>' \
+    --subject "$subject" --text "$scratch/text.txt" --attach "$scratch/$report" ||
     fail "sending failed"
 
 [ -e "$scratch/mailbox/1.eml" ] || fail "the server kept no mail"
-python3 "$here/demo/show_mail.py" "$scratch/mailbox/1.eml" "$scratch/text.txt" "$scratch/report.pdf" ||
+python3 "$here/demo/show_mail.py" "$scratch/mailbox/1.eml" "$scratch/text.txt" "$scratch/$report" ||
     fail "what arrived is not what was sent"
 
 printf '\nList, from the POP3 server on 127.0.0.1:%s\n' "$pop3_port"
@@ -102,8 +103,9 @@ mailbox fetch --folder "$scratch/fetched" --state "$scratch/state" || fail "fetc
 
 printf '\nFetched, compared with what was sent\n'
 cmp "$scratch"/fetched/*/text-1.txt "$scratch/text.txt" || fail "the text that was fetched is not what was sent"
-cmp "$scratch"/fetched/*/report.pdf "$scratch/report.pdf" || fail "the attachment that was fetched is not what was sent"
-printf '  text and attachment: every octet as sent\n'
+cmp "$scratch"/fetched/*/"$report" "$scratch/$report" || fail "the attachment that was fetched is not what was sent"
+grep -qF "\"$subject\"" "$scratch"/fetched/*/mail.json || fail "the subject that was fetched is not what was sent"
+printf '  subject, file name, text and attachment: as sent, every octet\n'
 
 printf '\nDelete what was fetched, and list again\n'
 mailbox delete --fetched --state "$scratch/state" || fail "deleting failed"

@@ -24,7 +24,7 @@ def describe(part):
     if part.get("Content-Transfer-Encoding"):
         words.append(part["Content-Transfer-Encoding"])
     if part.get_filename():
-        words.append('"%s"' % part.get_filename())
+        words.append('"%s"' % readable(part.get_filename()))
     if not part.is_multipart():
         words.append("%d octets" % len(part.get_payload(decode=True)))
     return ", ".join(words)
