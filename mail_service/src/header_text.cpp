@@ -95,8 +95,8 @@ std::string decoded_base64(std::string_view word)
     char* octets = nullptr;
     long length = 0;
     Type::eCharSet unused = kNoCharSet;
-    if (CntsMLUTLMimeUtility::InlineDecode(word.data(), static_cast<long>(word.size()), octets, length, unused,
-                                           0) == 0)
+    if (CntsMLUTLMimeUtility::InlineDecode(word.data(), static_cast<long>(word.size()), octets, length,
+                                           unused, 0) == 0)
         return {};
     std::string out(octets, static_cast<std::size_t>(length));
     CutlCPLBOSBoundary::MemFree(octets);

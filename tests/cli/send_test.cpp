@@ -330,8 +330,7 @@ TEST(CliSend, AnUnsafeFileNameIsReplacedAndSaidSo)
     EXPECT_EQ(0, result.exit_code);
     EXPECT_NE(std::string::npos, result.err.find("is attached under the name a__1_.pdf\n")) << result.err;
     const Arrived mail(only_mail(server).octets());
-    EXPECT_NE(std::string::npos, mail.parts[1].header.find("filename=\"a__1_.pdf\""))
-        << mail.parts[1].header;
+    EXPECT_NE(std::string::npos, mail.parts[1].header.find("filename=\"a__1_.pdf\"")) << mail.parts[1].header;
 }
 
 TEST(CliSend, LogsInByEveryMethod)
