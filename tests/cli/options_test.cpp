@@ -218,3 +218,11 @@ TEST(CliOptions, FetchAndDeleteTakeUniqueIds)
     refused({"list", "a"});
     refused({"fetch", "--password", "p"});
 }
+
+TEST(CliOptions, AnUnknownCommandIsNamed)
+{
+    EXPECT_EQ(0u, refused({"frobnicate"}).sentence.find("there is no command frobnicate, give send, "));
+    EXPECT_EQ(0u, refused({"fro\nb", "--x"}).sentence.find("there is no option --x"));
+    EXPECT_EQ(0u, refused({}).sentence.find("no command, give send, "));
+    EXPECT_EQ(std::string::npos, refused({"send", "secret"}).sentence.find("secret"));
+}

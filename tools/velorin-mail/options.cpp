@@ -7,6 +7,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "report.h"
+
 namespace velorin::cli {
 
 namespace {
@@ -287,6 +289,16 @@ std::string one_line(std::string text)
     return text;
 }
 
+// Options are never repeated, since a password may stand among them by mistake.
+bool fail_without_command(Failure& failure, const std::vector<std::string>& arguments)
+{
+    const bool named = !arguments.empty() && !arguments[0].empty() && arguments[0][0] != '-';
+    return fail(failure, kExitUsage, kStep,
+                (named ? "there is no command " + printable(arguments[0]) : std::string("no command")) +
+                    ", give send, check, list, fetch, delete, filter, encode, decode or trace "
+                    "(--help tells more)");
+}
+
 }  // namespace
 
 bool parse_options(const std::vector<std::string>& arguments, Options& options, Failure& failure)
@@ -353,6 +365,7 @@ bool parse_options(const std::vector<std::string>& arguments, Options& options, 
     } catch (const CLI::ExtrasError&) {
         const std::string name = unknown_options(arguments, asked_for(app));
         if (!name.empty()) return fail(failure, kExitUsage, kStep, "there is no option " + name);
+        if (app.get_subcommands().empty()) return fail_without_command(failure, arguments);
         return fail(failure, kExitUsage, kStep, "there is an argument that no option takes");
     } catch (const CLI::ConversionError& error) {
         return fail(failure, kExitUsage, kStep, "an option has a value of the wrong kind");
@@ -390,10 +403,7 @@ bool parse_options(const std::vector<std::string>& arguments, Options& options, 
         options.command = kind;
         return true;
     }
-    return fail(
-        failure, kExitUsage, kStep,
-        "no command, give send, check, list, fetch, delete, filter, encode, decode or trace (--help tells "
-        "more)");
+    return fail_without_command(failure, arguments);
 }
 
 }  // namespace velorin::cli
