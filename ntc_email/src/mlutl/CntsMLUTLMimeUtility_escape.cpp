@@ -72,7 +72,8 @@ void CntsMLUTLMimeUtility::EscapeStringDecode(const char* in, int len, char* out
             continue;
         }
         const char first = in[i + 1];
-        const char second = first != '\0' ? in[i + 2] : '\0';  // a text ends at its NUL, escapes too
+        const bool is_readable = first != '\0' || i + 2 < len;  // behind the length there is a NUL at the end
+        const char second = is_readable ? in[i + 2] : '\0';
         *out = static_cast<char>(EscapeDecode(upper(first)) * 16 + EscapeDecode(upper(second)));
         i += 3;
     }

@@ -52,6 +52,7 @@ TEST(EscapeStringDecode, DecodesKnownTexts)
         {"a percent sign is a bad digit", "%%41",
          std::string("\x04"
                      "1")},
+        {"a NUL is a bad digit", std::string("%\0A%3\0.", 7), std::string("\x0a\x30.", 3)},
         {"plus and underscore stay", "a+b_c", "a+b_c"},
         {"8-bit octets stay", "\xe3\x81\x82", "\xe3\x81\x82"},
     };
@@ -79,6 +80,7 @@ TEST(EscapeStringDecode, ReadsNothingBehindTheNul)
     const PlatformDouble platform;
     EXPECT_EQ(std::string("a\0", 2), unescape(ExactText("a%"), 2, 2));
     EXPECT_EQ("a\x40", unescape(ExactText("a%4"), 3, 2));
+    EXPECT_EQ(std::string("a\0", 2), unescape(ExactText("a%"), 3, 2)) << "its NUL among them";
 }
 
 TEST(EscapeStringDecode, WritesNoNul)
