@@ -77,7 +77,7 @@ public:
     // between words and "_" stay as they are.
     //   out     out: the octets of the words in the character sets of the words, not converted
     //           cs: the set of the last word that was decoded, eCharSetUnknown for one without a name here;
-    //           unchanged when there was none and on failure
+    //           unchanged when there was none. It is set as words are decoded: a failure further on leaves it
     static int InlineDecode(const char* in, long len, char*& out, long& outLen,
                             CntsMLUTLMailType::eCharSet& cs, int unused);
 

@@ -131,7 +131,8 @@ bool append(HeapBlock& block, std::string_view octets, int line)
 }
 
 // Decodes word by word.
-//   out     charset: where the name of the last decoded word's set begins; unchanged when there was none
+//   out     charset: where the name of the last decoded word's set begins, also on failure; unchanged when
+//           there was none
 bool decode_words(std::string_view text, HeapBlock& result, const char*& charset)
 {
     std::size_t at = 0;
@@ -145,13 +146,28 @@ bool decode_words(std::string_view text, HeapBlock& result, const char*& charset
             if (!append(result, whole, kUndecodableLine)) return false;
         } else {
             if (!append(result, text.substr(at, word.begin - at), kTextBeforeLine)) return false;
+            charset = text.data() + word.charset;  // counts from here on, whatever fails behind it
             const std::string_view octets(decoded.data, static_cast<std::size_t>(decoded.length));
             if (!append(result, octets, kDecodedLine)) return false;
-            charset = text.data() + word.charset;
         }
         at = word.end;
     }
     return append(result, text.substr(at), kRestLine);
+}
+
+// Copies a text and decodes the copy, in which `charset` points. A failure has been traced.
+bool decode_copy(const char* in, long length, HeapBlock& text, HeapBlock& decoded, const char*& charset)
+{
+    try {
+        if (allocate_copy(text, in, length)) {
+            return decode_words({text.data, static_cast<std::size_t>(length)}, decoded, charset);
+        }
+        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::InlineDecode() failed to allocate memory\n");
+    } catch (CntsMLUTLMailException* thrown) {
+        const std::unique_ptr<CntsMLUTLMailException> failure(thrown);
+        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::InlineDecode() %s\n", failure->m_pszText);
+    }
+    return false;
 }
 
 }  // namespace
@@ -160,23 +176,12 @@ int CntsMLUTLMimeUtility::InlineDecode(const char* in, long len, char*& out, lon
 {
     out = nullptr;
     outLen = 0;
-    CharSet found = cs;
+    HeapBlock text;
     HeapBlock decoded;
-    try {
-        HeapBlock text;
-        if (!allocate_copy(text, in, len)) {
-            NTC_TRACE("<Error> : CntsMLUTLMimeUtility::InlineDecode() failed to allocate memory\n");
-            return 0;
-        }
-        const char* charset = nullptr;
-        if (!decode_words({text.data, static_cast<std::size_t>(len)}, decoded, charset)) return 0;
-        if (charset != nullptr) found = CntsMLUTLMailType::TestCharSet(charset);  // no name holds a "?"
-    } catch (CntsMLUTLMailException* thrown) {
-        const std::unique_ptr<CntsMLUTLMailException> failure(thrown);
-        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::InlineDecode() %s\n", failure->m_pszText);
-        return 0;
-    }
-    cs = found;
+    const char* charset = nullptr;
+    const bool is_decoded = decode_copy(in, len, text, decoded, charset);
+    if (charset != nullptr) cs = CntsMLUTLMailType::TestCharSet(charset);  // no name holds a "?"
+    if (!is_decoded) return 0;
     decoded.take(out, outLen);
     return 1;
 }
