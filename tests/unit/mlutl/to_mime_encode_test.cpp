@@ -233,6 +233,24 @@ TEST(ToMimeEncode, ConvertsTheWholeRestAtOnce)
     EXPECT_EQ(100u, capacities.back()) << "one word: as much as goes in";
 }
 
+// Room for the longest piece that is appended, and for the text of one word: folded, it does not grow with the
+// text.
+TEST(ToMimeEncode, AsksForBlocksOfThePlannedSizes)
+{
+    PlatformDouble platform;
+    std::vector<std::size_t> sizes;
+    platform.converter([&](int, int, UTL_LIB_CHGC_REQUEST* request) {
+        sizes = platform.live_block_sizes();
+        request->output_length = 0;
+        return 0u;
+    });
+    const std::string text(100, 'x');
+    EXPECT_EQ("=?iso-2022-jp?B?\?=", encode(kJis, text, 75).text);
+    EXPECT_EQ((std::vector<std::size_t>{18 + 3 + 52 + 1, 39, 16 + 1, 100 + 1}), sizes);
+    EXPECT_EQ("=?iso-2022-jp?B?\?=", encode(kJis, text, 0).text);
+    EXPECT_EQ((std::vector<std::size_t>{136 + 18 + 1, 100, 16 + 1, 100 + 1}), sizes);
+}
+
 TEST(ToMimeEncode, FailsWhenTheTextDoesNotFitOrConvert)
 {
     const struct {

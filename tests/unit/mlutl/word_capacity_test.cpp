@@ -54,14 +54,14 @@ namespace {
 using velorin::CntsMLUTLMailType;
 using velorin::CntsMLUTLMimeUtility;
 
-std::string encode(const std::string& text, std::vector<Round> rounds, int& result)
+std::string encode(const std::string& text, std::vector<Round> rounds, int& result, int line = 75)
 {
     script = std::move(rounds);
     given.clear();
     char* out = nullptr;
     long length = 0;
     result = CntsMLUTLMimeUtility::ToMimeEncode(CntsMLUTLMailType::eCharSetIso2022Jp, text.data(),
-                                                static_cast<long>(text.size()), out, length, 75);
+                                                static_cast<long>(text.size()), out, length, line);
     const Taken taken(out);
     return out != nullptr ? taken.octets(length) : "";
 }
@@ -90,6 +90,19 @@ TEST(ToMimeEncodeCapacity, NeverGrowsBack)
     EXPECT_EQ(open + base64_of(std::string(12, 'x')) + fold + base64_of(std::string(9, 'x')) + fold +
                   base64_of(std::string(9, 'x')) + fold + base64_of(std::string(6, 'x')) + "?=",
               words);
+}
+
+// Without room to fold there is one word, whatever the conversion left of the text.
+TEST(ToMimeEncodeCapacity, OneWordIsTheLast)
+{
+    const PlatformDouble platform;
+    int result = 0;
+    const std::string text(kChunk + 1, 'a');
+    EXPECT_EQ("=?iso-2022-jp?B?" + base64_of("xxx") + "?=", encode(text, {{3, 5}, {3, 35}}, result, 0));
+    EXPECT_EQ(1, result);
+    ASSERT_EQ(1u, given.size());
+    EXPECT_EQ(kChunk + 1, given[0].capacity);
+    EXPECT_EQ(text, given[0].text);
 }
 
 TEST(ToMimeEncodeCapacity, AFailureInALaterRoundFreesTheWordsBefore)
