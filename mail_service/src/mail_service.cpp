@@ -9,6 +9,7 @@
 #include "ntc_email_esu_pop3.pb.h"
 #include "ntc_email_esu_smtp.pb.h"
 
+#include "curl_connection.h"
 #include "pop3_dispatch.h"
 #include "pop3_session.h"
 #include "service_log.h"
@@ -38,9 +39,10 @@ MailServiceOptions completed(MailServiceOptions options)
     return options;
 }
 
-SessionRules rules_of(const MailServiceOptions& options)
+SessionRules rules_of(const MailServiceOptions& options, MakeConnection make_connection)
 {
     SessionRules rules;
+    rules.make_connection = std::move(make_connection);
     rules.opening.connect_timeout = options.connect_timeout;
     rules.opening.ca_file = options.ca_file;
     rules.command_timeout = options.command_timeout;
@@ -51,8 +53,10 @@ SessionRules rules_of(const MailServiceOptions& options)
 
 }  // namespace
 
-MailService::MailService(const MailServiceOptions& options)
-    : options_(completed(options)), rules_(rules_of(options_)),
+MailService::MailService(const MailServiceOptions& options) : MailService(options, make_curl_connection) {}
+
+MailService::MailService(const MailServiceOptions& options, MakeConnection make_connection)
+    : options_(completed(options)), rules_(rules_of(options_, std::move(make_connection))),
       registry_(options_.max_sessions, options_.max_sessions_per_user), watch_(callbacks())
 {
 }

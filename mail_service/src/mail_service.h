@@ -27,6 +27,8 @@ constexpr char kDiagnosisEndpoint[] = "velorin_diagnosis";
 class MailService {
 public:
     explicit MailService(const MailServiceOptions& options);  // std::runtime_error, std::system_error
+    // With servers that are reached in another way.
+    MailService(const MailServiceOptions& options, MakeConnection make_connection);
     ~MailService();
     MailService(const MailService&) = delete;
     MailService& operator=(const MailService&) = delete;

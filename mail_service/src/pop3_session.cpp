@@ -45,7 +45,7 @@ Pop3Session::Pop3Session(const SessionRules& rules, const ntc_email_esu_pop3_set
                          std::shared_ptr<LastReply> last_reply)
     : rules_(rules), last_reply_(std::move(last_reply)), own_address_(settings.c_address().c_address()),
       account_code_(read_account(settings, rules.command_timeout, account_)),
-      connection_(cancel_signal(), *last_reply_)
+      connection_(rules.make_connection(cancel_signal(), *last_reply_))
 {
 }
 
@@ -53,7 +53,7 @@ Pop3Session::~Pop3Session() = default;
 
 void Pop3Session::drop() noexcept
 {
-    connection_.drop();
+    connection_->drop();
     reader_.reset();
     dialogue_.reset();
     mailbox_.forget();
@@ -66,7 +66,7 @@ void Pop3Session::drop() noexcept
 // goes.
 std::uint32_t Pop3Session::settle(std::uint32_t code)
 {
-    if (!connection_.is_open() || code == kReplyMalformed || code == kLimitReached) drop();
+    if (!connection_->is_open() || code == kReplyMalformed || code == kLimitReached) drop();
     return code;
 }
 
@@ -98,17 +98,17 @@ std::uint32_t Pop3Session::log_in_in_clear(ServerConnection& connection)
 std::uint32_t Pop3Session::test()
 {
     if (state_ != State::apart) return kWrongOrder;
-    ServerConnection connection(cancel_signal(), *last_reply_);
-    if (const std::uint32_t code = open(connection)) return code;
-    Pop3Dialogue(connection, *last_reply_, account_.command_timeout).leave(farewell_timeout(account_));
+    const auto connection = rules_.make_connection(cancel_signal(), *last_reply_);
+    if (const std::uint32_t code = open(*connection)) return code;
+    Pop3Dialogue(*connection, *last_reply_, account_.command_timeout).leave(farewell_timeout(account_));
     return 0;
 }
 
 std::uint32_t Pop3Session::connect()
 {
     if (state_ != State::apart) return kWrongOrder;
-    if (const std::uint32_t code = open(connection_)) return code;
-    dialogue_.emplace(connection_, *last_reply_, account_.command_timeout);
+    if (const std::uint32_t code = open(*connection_)) return code;
+    dialogue_.emplace(*connection_, *last_reply_, account_.command_timeout);
     state_ = State::connected;
     return 0;
 }
@@ -458,7 +458,7 @@ std::uint32_t Pop3Session::remove_by_uid(const List& list, List& answer, std::si
             if (code == 0 && !fresh) code = confirm(*mail);
             if (code == 0) code = delete_number(mail->number);
             // Without QUIT none of the deletions holds, those before this one either.
-            if (!connection_.is_open()) return settle(code);
+            if (!connection_->is_open()) return settle(code);
             gone = code == 0;
             if (!gone) fail(code);
         }

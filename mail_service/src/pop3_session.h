@@ -99,7 +99,7 @@ private:
     std::string own_address_;
     std::uint32_t account_code_;  // 0, or why the settings cannot be used
     State state_ = State::apart;
-    ServerConnection connection_;
+    const std::unique_ptr<ServerConnection> connection_;
     std::optional<Pop3Dialogue> dialogue_;
     Mailbox mailbox_;
     bool deleted_ = false;  // something is marked on this connection

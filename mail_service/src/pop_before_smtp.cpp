@@ -45,13 +45,13 @@ std::uint32_t wait_until(Deadline deadline, const CancelSignal& cancel)
 
 }  // namespace
 
-std::uint32_t pop_before_smtp(const ServerAccount& account, std::uint32_t wait, const OpeningRules& rules,
+std::uint32_t pop_before_smtp(const ServerAccount& account, std::uint32_t wait, const SessionRules& rules,
                               const CancelSignal& cancel, LastReply& last_reply)
 {
-    ServerConnection connection(cancel, last_reply);
-    if (const std::uint32_t code = connection.open(account, rules)) return code;
-    if (const std::uint32_t code = leave(connection, account.command_timeout)) return code;
-    connection.drop();
+    const auto connection = rules.make_connection(cancel, last_reply);
+    if (const std::uint32_t code = connection->open(account, rules.opening)) return code;
+    if (const std::uint32_t code = leave(*connection, account.command_timeout)) return code;
+    connection->drop();
     return wait_until(in_seconds(wait), cancel);
 }
 

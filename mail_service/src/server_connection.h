@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -22,11 +23,12 @@ struct OpeningRules {
 
 // A connection to one mail server: opened and logged in, then octets both ways. Every step has a deadline
 // that nothing but its completion moves, and ends at once when the cancel signal is raised. Dropping it sends
-// nothing more: no final dot, no QUIT. Used by one thread at a time.
+// nothing more: no final dot, no QUIT. Used by one thread at a time. Sessions and dialogues know no more of the
+// network than this.
 class ServerConnection {
 public:
-    ServerConnection(const CancelSignal& cancel, LastReply& last_reply);
-    ~ServerConnection();
+    ServerConnection() = default;
+    virtual ~ServerConnection() = default;  // dropped
     ServerConnection(const ServerConnection&) = delete;
     ServerConnection& operator=(const ServerConnection&) = delete;
 
@@ -34,51 +36,38 @@ public:
     // account's command time-out.
     //   in      log_in: false leaves the log-in to the caller
     //   result  0, or a return code of the service
-    std::uint32_t open(const ServerAccount& account, const OpeningRules& rules, bool log_in = true);
+    virtual std::uint32_t open(const ServerAccount& account, const OpeningRules& rules,
+                               bool log_in = true) = 0;
     // The last opening of a POP3 server came to nothing for what nobody had asked for, a refused APOP or
     // SASL with nothing for passwords: USER and PASS are left.
-    bool password_untried() const { return password_untried_; }
+    virtual bool password_untried() const = 0;
 
     // Sends all octets.
     //   in      deadline: of each 64 KiB
     //   result  0, kTimeOut, kConnectionLost or kAborted; then nothing more can be sent, but what the server
     //   said
     //           before it went can still be received
-    std::uint32_t send(const char* octets, std::size_t count, Deadline deadline);
+    virtual std::uint32_t send(const char* octets, std::size_t count, Deadline deadline) = 0;
 
     // Waits for octets and takes what is there.
     //   out     count: at least 1
     //   result  0, kTimeOut, kConnectionLost (also at the end of the stream) or kAborted: the connection is
     //   dropped
-    std::uint32_t receive(char* buffer, std::size_t capacity, std::size_t& count, Deadline deadline);
+    virtual std::uint32_t receive(char* buffer, std::size_t capacity, std::size_t& count,
+                                  Deadline deadline) = 0;
 
     // As receive, without waiting.
     //   out     count: 0 when nothing is there
-    std::uint32_t receive_now(char* buffer, std::size_t capacity, std::size_t& count);
+    virtual std::uint32_t receive_now(char* buffer, std::size_t capacity, std::size_t& count) = 0;
 
-    void drop() noexcept;
-    bool is_open() const { return handles_ != nullptr; }
+    virtual void drop() noexcept = 0;
+    virtual bool is_open() const = 0;
 
     // Of the answer to the last EHLO; those from before TLS do not count.
-    const SmtpCapabilities& capabilities() const { return capabilities_; }
-
-private:
-    struct Handles;
-
-    enum class Login { none, strongest, with_password };
-
-    //   out     wants_ticket: the server would be asked for GSSAPI, which nobody here has a ticket for
-    std::uint32_t open_once(const ServerAccount& account, const OpeningRules& rules, Login login,
-                            bool& wants_ticket);
-    std::uint32_t wait(short events, Deadline deadline);
-
-    const CancelSignal& cancel_;
-    LastReply& last_reply_;
-    std::unique_ptr<Handles> handles_;
-    int socket_ = -1;
-    SmtpCapabilities capabilities_;
-    bool password_untried_ = false;
-    bool prompt_ = false;  // what was last waited for came within a moment
+    virtual const SmtpCapabilities& capabilities() const = 0;
 };
+
+// Makes a connection that is not open yet. What it is given lives longer than it does.
+using MakeConnection = std::function<std::unique_ptr<ServerConnection>(const CancelSignal&, LastReply&)>;
 
 }  // namespace velorin::service

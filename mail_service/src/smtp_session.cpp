@@ -56,7 +56,7 @@ SmtpSession::SmtpSession(const SessionRules& rules, const ntc_email_esu_smtp_set
                          std::shared_ptr<LastReply> last_reply)
     : rules_(rules), last_reply_(std::move(last_reply)),
       account_code_(read_account(settings, rules.command_timeout, account_)),
-      connection_(cancel_signal(), *last_reply_)
+      connection_(rules.make_connection(cancel_signal(), *last_reply_))
 {
 }
 
@@ -64,7 +64,7 @@ SmtpSession::~SmtpSession() = default;
 
 void SmtpSession::drop() noexcept
 {
-    connection_.drop();
+    connection_->drop();
     dialogue_.reset();
     boundary_.reset();
     judged_size_ = 0;
@@ -74,7 +74,7 @@ void SmtpSession::drop() noexcept
 // After an operation: a connection that has gone takes the mail with it.
 std::uint32_t SmtpSession::settle(std::uint32_t code)
 {
-    if (!connection_.is_open()) drop();
+    if (!connection_->is_open()) drop();
     return code;
 }
 
@@ -84,7 +84,7 @@ std::uint32_t SmtpSession::open(ServerConnection& connection)
     if (account_code_ != 0) return account_code_;
     if (account_.pop) {
         const std::uint32_t code =
-            pop_before_smtp(*account_.pop, account_.pop_wait, rules_.opening, cancel_signal(), *last_reply_);
+            pop_before_smtp(*account_.pop, account_.pop_wait, rules_, cancel_signal(), *last_reply_);
         if (code != 0) return code;
     }
     return connection.open(account_.smtp, rules_.opening);
@@ -93,9 +93,9 @@ std::uint32_t SmtpSession::open(ServerConnection& connection)
 std::uint32_t SmtpSession::test()
 {
     if (state_ != State::apart && state_ != State::connected) return kWrongOrder;
-    ServerConnection connection(cancel_signal(), *last_reply_);
-    if (const std::uint32_t code = open(connection)) return code;
-    SmtpDialogue(connection, *last_reply_, account_.smtp.command_timeout, rules_.data_timeout)
+    const auto connection = rules_.make_connection(cancel_signal(), *last_reply_);
+    if (const std::uint32_t code = open(*connection)) return code;
+    SmtpDialogue(*connection, *last_reply_, account_.smtp.command_timeout, rules_.data_timeout)
         .quit(std::min(kQuitTimeout, account_.smtp.command_timeout));
     return 0;
 }
@@ -103,8 +103,8 @@ std::uint32_t SmtpSession::test()
 std::uint32_t SmtpSession::connect()
 {
     if (state_ != State::apart) return kWrongOrder;
-    if (const std::uint32_t code = open(connection_)) return code;
-    dialogue_.emplace(connection_, *last_reply_, account_.smtp.command_timeout, rules_.data_timeout);
+    if (const std::uint32_t code = open(*connection_)) return code;
+    dialogue_.emplace(*connection_, *last_reply_, account_.smtp.command_timeout, rules_.data_timeout);
     state_ = State::connected;
     return 0;
 }
@@ -112,7 +112,7 @@ std::uint32_t SmtpSession::connect()
 std::uint32_t SmtpSession::judge_size(std::uint32_t size)
 {
     if (state_ == State::apart) return kWrongOrder;
-    const SmtpCapabilities& server = connection_.capabilities();
+    const SmtpCapabilities& server = connection_->capabilities();
     if (account_.size_limit != 0 && size > account_.size_limit) return kTooLarge;
     if (server.size != 0 && size > server.size) return kTooLarge;
     if (state_ == State::connected) judged_size_ = size;

@@ -56,7 +56,7 @@ private:
     SmtpAccount account_;
     std::uint32_t account_code_;  // 0, or why the settings cannot be used
     State state_ = State::apart;
-    ServerConnection connection_;
+    const std::unique_ptr<ServerConnection> connection_;
     std::optional<SmtpDialogue> dialogue_;
     std::uint64_t judged_size_ = 0;        // octets, for the next mail
     std::optional<std::string> boundary_;  // of the mail under way, when it is a multipart

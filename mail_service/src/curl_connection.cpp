@@ -1,4 +1,4 @@
-#include "server_connection.h"
+#include "curl_connection.h"
 
 #include <algorithm>
 #include <array>
@@ -262,7 +262,7 @@ bool initialise_once()
 
 }  // namespace
 
-struct ServerConnection::Handles {
+struct CurlConnection::Handles {
     CURLM* multi = nullptr;
     CURL* easy = nullptr;
     bool added = false;
@@ -279,17 +279,22 @@ struct ServerConnection::Handles {
     }
 };
 
-ServerConnection::ServerConnection(const CancelSignal& cancel, LastReply& last_reply)
+CurlConnection::CurlConnection(const CancelSignal& cancel, LastReply& last_reply)
     : cancel_(cancel), last_reply_(last_reply)
 {
 }
 
-ServerConnection::~ServerConnection()
+CurlConnection::~CurlConnection()
 {
-    drop();
+    CurlConnection::drop();
 }
 
-std::uint32_t ServerConnection::open(const ServerAccount& account, const OpeningRules& rules, bool log_in)
+std::unique_ptr<ServerConnection> make_curl_connection(const CancelSignal& cancel, LastReply& last_reply)
+{
+    return std::make_unique<CurlConnection>(cancel, last_reply);
+}
+
+std::uint32_t CurlConnection::open(const ServerAccount& account, const OpeningRules& rules, bool log_in)
 {
     bool wants_ticket = false;
     if (!log_in || !account.log_in) return open_once(account, rules, Login::none, wants_ticket);
@@ -300,8 +305,8 @@ std::uint32_t ServerConnection::open(const ServerAccount& account, const Opening
     return second;
 }
 
-std::uint32_t ServerConnection::open_once(const ServerAccount& account, const OpeningRules& rules,
-                                          Login login, bool& wants_ticket)
+std::uint32_t CurlConnection::open_once(const ServerAccount& account, const OpeningRules& rules, Login login,
+                                        bool& wants_ticket)
 {
     drop();
     wants_ticket = false;
@@ -369,7 +374,7 @@ std::uint32_t ServerConnection::open_once(const ServerAccount& account, const Op
     return 0;
 }
 
-std::uint32_t ServerConnection::wait(short events, Deadline deadline)
+std::uint32_t CurlConnection::wait(short events, Deadline deadline)
 {
     for (;;) {
         const int left = milliseconds_left(deadline);
@@ -381,7 +386,7 @@ std::uint32_t ServerConnection::wait(short events, Deadline deadline)
     }
 }
 
-std::uint32_t ServerConnection::send(const char* octets, std::size_t count, Deadline deadline)
+std::uint32_t CurlConnection::send(const char* octets, std::size_t count, Deadline deadline)
 {
     if (!is_open()) return kConnectionLost;
     const auto patience = deadline - Clock::now();
@@ -408,7 +413,7 @@ std::uint32_t ServerConnection::send(const char* octets, std::size_t count, Dead
     return 0;
 }
 
-std::uint32_t ServerConnection::receive_now(char* buffer, std::size_t capacity, std::size_t& count)
+std::uint32_t CurlConnection::receive_now(char* buffer, std::size_t capacity, std::size_t& count)
 {
     count = 0;
     if (!is_open()) return kConnectionLost;
@@ -422,8 +427,8 @@ std::uint32_t ServerConnection::receive_now(char* buffer, std::size_t capacity, 
     return kConnectionLost;
 }
 
-std::uint32_t ServerConnection::receive(char* buffer, std::size_t capacity, std::size_t& count,
-                                        Deadline deadline)
+std::uint32_t CurlConnection::receive(char* buffer, std::size_t capacity, std::size_t& count,
+                                      Deadline deadline)
 {
     const auto begin = Clock::now();
     for (bool first = true;; first = false) {
@@ -448,7 +453,7 @@ std::uint32_t ServerConnection::receive(char* buffer, std::size_t capacity, std:
     }
 }
 
-void ServerConnection::drop() noexcept
+void CurlConnection::drop() noexcept
 {
     if (handles_ == nullptr) return;
     // Nothing that libcurl may want to say on closing reaches the server behind this.
