@@ -1,13 +1,11 @@
 // Base64: what others wrote, decoded, and any octets there and back.
-//   input   the allocation that fails (0: none), the line length, the octets
+//   input   the allocation that fails (0: none), the line length and 8, the octets
 #include <algorithm>
-#include <climits>
 #include <string>
 
 #include "CntsMLUTLMimeUtility.h"
 #include "fuzz_input.h"
-#include "fuzz_platform.h"
-#include "fuzz_property.h"
+#include "fuzz_result.h"
 
 namespace {
 
@@ -37,20 +35,17 @@ std::string octets_of(const std::string& sextets)
     return octets;
 }
 
+// What the library decodes; without memory, what it ought to have.
 std::string decoded(const std::string& text, unsigned failing)
 {
     const Platform platform(failing);
     const Exact in(text);
-    void* out = stale();
-    long length = LONG_MIN;
-    const int result = CntsMLUTLMimeUtility::FromB64(in.data(), in.length(), out, length);
-    const Block block(out, length);
-    require((result == 1) == (out != nullptr), "a result comes with a block, a failure without");
-    require((result == 0) == platform.has_failed(), "only memory stops the decoder");
-    require(platform.lines() == (result == 1 ? 0u : 1u), "a failure is traced once");
-    if (result == 0) return octets_of(sextets_of(text));
-    require(length <= in.length() / 4 * 3 + 2, "the result is no longer than its text allows");
-    return {block.data(), static_cast<std::size_t>(length)};
+    const std::optional<std::string> octets = result_of<void>([&](void*& out, long& length) {
+        return CntsMLUTLMimeUtility::FromB64(in.data(), in.length(), out, length);
+    });
+    require(octets.has_value() != platform.has_failed(), "only memory stops the decoder");
+    require(platform.lines() == (octets ? 0u : 1u), "a failure is traced once");
+    return octets ? *octets : octets_of(sextets_of(text));
 }
 
 // Lines as long as they may be, CR LF between them.
@@ -58,32 +53,29 @@ void check_lines(const std::string& text, std::size_t line)
 {
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t end = std::min(text.find("\r\n", at), text.size());
-        require(end - at == line || (end == text.size() && end - at < line),
-                "every line but the last is full");
-        require(end != text.size() - 2, "no line end is the last");
+        const bool is_last = end == text.size();
+        require(is_last ? end - at <= line : end - at == line, "every line but the last is full");
+        require(is_last || end + 2 < text.size(), "no line end is the last");
         at = end + 2;
     }
 }
 
 void encode_and_decode(const std::string& octets, int line, unsigned failing)
 {
-    std::string text;
+    std::optional<std::string> text;
     {
         const Platform platform(failing);
         const Exact in(octets);
-        char* out = stale();
-        long length = LONG_MIN;
-        const int result = CntsMLUTLMimeUtility::ToB64(in.data(), in.length(), out, length, line);
-        const Block block(out, length);
+        text = result_of([&](char*& out, long& length) {
+            return CntsMLUTLMimeUtility::ToB64(in.data(), in.length(), out, length, line);
+        });
         const bool is_refused = octets.empty() && line >= 4;
-        require((result == 1) == (out != nullptr), "a result comes with a block, a failure without");
-        require((result == 0) == (platform.has_failed() || is_refused), "any octets can be encoded");
-        if (result == 0) return;
-        text.assign(block.data(), static_cast<std::size_t>(length));
+        require(text.has_value() != (platform.has_failed() || is_refused), "any octets can be encoded");
     }
-    require(text.find('\0') == std::string::npos, "base64 holds no NUL");
-    if (line >= 4) check_lines(text, static_cast<std::size_t>(line / 4 * 4));
-    require(decoded(text, 0) == octets, "decode of encode is the identity");
+    if (!text) return;
+    require(text->find('\0') == std::string::npos, "base64 holds no NUL");
+    if (line >= 4) check_lines(*text, static_cast<std::size_t>(line / 4 * 4));
+    require(decoded(*text, 0) == octets, "decode of encode is the identity");
 }
 
 }  // namespace
@@ -97,10 +89,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t si
 
     const std::string whole = decoded(text, failing);
     require(whole == octets_of(sextets_of(text)), "what is decoded are the sextets");
-    // Cut where whole groups end, the pieces are the whole.
-    const std::size_t cut = text.size() / 2;
-    if (sextets_of(text.substr(0, cut)).size() % 4 == 0) {
-        require(decoded(text.substr(0, cut), 0) + decoded(text.substr(cut), 0) == whole,
+    const std::string first = text.substr(0, text.size() / 2);
+    if (sextets_of(first).size() % 4 == 0) {
+        require(decoded(first, 0) + decoded(text.substr(first.size()), 0) == whole,
                 "a cut behind a group changes nothing");
     }
     encode_and_decode(text, line, failing);
