@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "standard_descriptors.h"
+#include "trace_patience.h"
 
 #include "config.h"
 #include "mail_service.h"
@@ -35,8 +36,20 @@ constexpr char kUsage[] =
     "  --check        reads the settings and says whether they are fine\n"
     "Runs in the foreground until SIGTERM or SIGINT. The log is the trace: VELORIN_TRACE.\n";
 
+sigset_t stop_signals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP})
+        sigaddset(&signals, number);
+    return signals;
+}
+
+// Nobody may read what is said here: the signals end the process at once then.
 int fail(const std::string& sentence, int status)
 {
+    const sigset_t signals = stop_signals();
+    ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
     std::fprintf(stderr, "velorin-maild: %s\n", sentence.c_str());
     return status;
 }
@@ -63,10 +76,7 @@ void keep_freed_memory()
 // Blocked before any thread starts, so that only the main thread takes them.
 sigset_t block_signals()
 {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP})
-        sigaddset(&signals, number);
+    const sigset_t signals = stop_signals();
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     ::signal(SIGPIPE, SIG_IGN);
     return signals;
@@ -153,6 +163,7 @@ int main(int argc, char** argv)
     if (check) return 0;
 
     keep_secrets();
+    velorin_channel::set_trace_patience(0);  // every caller would wait for whoever does not read the log
     const sigset_t signals = block_signals();
     int status = kExitUnavailable;
     try {

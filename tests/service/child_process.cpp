@@ -99,9 +99,14 @@ int ChildProcess::wait_for_end(int timeout_ms)
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
     while (read_some(left(deadline))) {
     }
+    return wait_for_end_unread(left(deadline) + 1);
+}
+
+int ChildProcess::wait_for_end_unread(int timeout_ms)
+{
     const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0u));
     pollfd watched = {descriptor, POLLIN, 0};
-    const int ended = ::poll(&watched, 1, left(deadline) + 1);
+    const int ended = ::poll(&watched, 1, timeout_ms);
     ::close(descriptor);
     if (ended != 1) return -1;
     int status = 0;

@@ -22,6 +22,8 @@ public:
     void signal(int number) const;
     //   result  exit status; 128 and the signal that ended it; -1 when it still runs after that time
     int wait_for_end(int timeout_ms);
+    // The same without reading what it writes.
+    int wait_for_end_unread(int timeout_ms);
     const std::string& output() const { return output_; }
 
 private:
