@@ -219,7 +219,7 @@ std::size_t PieceCutter::cut(std::string_view body, std::size_t limit, std::stri
             count = cut_quoted_printable(body, wanted);
             bool at_line_start = at_line_start_;
             piece = for_decoder(body.substr(0, count), lf_lines_, at_line_start);
-            if (piece.size() <= limit || wanted < 16) {
+            if (piece.size() <= limit || wanted == 1) {
                 at_line_start_ = at_line_start;
                 return count;
             }
@@ -258,12 +258,12 @@ std::string for_decoder(std::string_view text, bool lf_lines, bool& at_line_star
         std::size_t count = 1;
         if (octet == '.') {
             const bool two = at + 1 < text.size() && text[at + 1] == '.';
-            if (at_line_start && !decoder_at_start) {
+            if (at_line_start && !(decoder_at_start && two)) {
                 ++at;  // the server's dot, which nobody else takes away
                 at_line_start = false;
                 continue;
             }
-            if (at_line_start && two) {
+            if (at_line_start) {
                 count = 2;  // the server's, and the text's behind it
             } else if (decoder_at_start && two) {
                 out += '.';

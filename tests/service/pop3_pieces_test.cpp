@@ -205,6 +205,31 @@ TEST(Pieces, OfQuotedPrintableKeepDoubledDots)
     EXPECT_EQ("a\r\n..b\r\n...c=\r\n.d\r\n", joined(pieces_of(wire, Coding::quoted_printable, kNone, 1000)));
 }
 
+// A server that does not double its dots loses them: in every kind of text alike, whatever stands in front.
+TEST(Pieces, OfQuotedPrintableLoseADotThatWasNotDoubled)
+{
+    const std::string wire = ".a=\r\n.b\r\n.c\r\n..d\r\n";
+    EXPECT_EQ("a=\r\nb\r\nc\r\n..d\r\n", joined(pieces_of(wire, Coding::quoted_printable, kNone, 1000)));
+    for (std::size_t limit = 16; limit <= wire.size(); ++limit) {
+        const auto pieces = pieces_of(wire, Coding::quoted_printable, kNone, limit);
+        EXPECT_EQ("ab\r\nc\r\n.d\r\n", decoded(pieces, kQuotedPrintable)) << limit;
+    }
+}
+
+// Bare LF and soft breaks at which dots are added for the decoder: a piece is no longer than it may be.
+TEST(Pieces, OfQuotedPrintableFitWhereDotsAreAdded)
+{
+    std::string wire = "x=\n";
+    for (int line = 0; line < 40; ++line)
+        wire += "..\n..a\n=\r=....\n";
+    const std::string whole =
+        decoded(pieces_of(wire, Coding::quoted_printable, kNone, 10000), kQuotedPrintable);
+    for (std::size_t limit = 16; limit <= 80; ++limit) {
+        const auto pieces = pieces_of(wire, Coding::quoted_printable, kNone, limit);
+        EXPECT_EQ("", octet_difference(whole, decoded(pieces, kQuotedPrintable))) << limit;
+    }
+}
+
 TEST(Pieces, OfQuotedPrintableEndAtLineEnds)
 {
     std::string wire;
