@@ -38,6 +38,13 @@ std::string Input::line()
     return line;
 }
 
+std::string Input::octets(std::size_t count)
+{
+    const std::string octets(left_.substr(0, count));
+    left_.remove_prefix(octets.size());
+    return octets;
+}
+
 std::string Input::rest()
 {
     const std::string rest(left_);

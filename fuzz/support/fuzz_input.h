@@ -21,6 +21,8 @@ public:
     int number(int lowest, int highest);
     // Up to the next line feed, which is skipped, or the end.
     std::string line();
+    // As many octets as there are of them.
+    std::string octets(std::size_t count);
     // What is left.
     std::string rest();
     bool is_at_end() const { return left_.empty(); }
