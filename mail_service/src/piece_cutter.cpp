@@ -63,6 +63,26 @@ bool ends_inside_soft_break(std::string_view body, std::size_t cut)
            (!is_line_end(body[cut - 1]) || (cut < body.size() && is_line_end(body[cut])));
 }
 
+// What the decoder takes whole where a text begins with "=".
+std::size_t escape_step(std::string_view text)
+{
+    if (text.size() > 1 && is_line_end(text[1])) return text.size() > 2 && is_line_end(text[2]) ? 3 : 2;
+    return std::min<std::size_t>(text.size(), 3);
+}
+
+// Behind the last thing that the decoder takes whole and that fits, no CR if possible. The body begins such a thing.
+std::size_t behind_last_step(std::string_view body, std::size_t limit)
+{
+    std::size_t last = 0;
+    std::size_t last_but_cr = 0;
+    for (std::size_t at = 0; at <= limit; at += body[at] == '=' ? escape_step(body.substr(at)) : 1) {
+        last = at;
+        if (at > 0 && body[at - 1] != '\r') last_but_cr = at;
+    }
+    if (last_but_cr > 0) return last_but_cr;
+    return last > 0 ? last : limit;
+}
+
 std::size_t cut_quoted_printable(std::string_view body, std::size_t limit)
 {
     const std::size_t line_end = body.substr(0, limit).rfind('\n');
@@ -74,7 +94,7 @@ std::size_t cut_quoted_printable(std::string_view body, std::size_t limit)
     std::size_t cut = limit;
     while (cut > 1 && (ends_inside_soft_break(body, cut) || body[cut - 1] == '\r'))
         --cut;
-    return cut > 1 ? cut : limit;
+    return cut > 1 ? cut : behind_last_step(body, limit);
 }
 
 bool is_continuation(char octet)
@@ -270,12 +290,7 @@ std::string for_decoder(std::string_view text, bool lf_lines, bool& at_line_star
             }
             decoder_at_start = false;
         } else if (octet == '=') {
-            const std::size_t left = text.size() - at;
-            if (left > 1 && is_line_end(text[at + 1])) {
-                count = left > 2 && is_line_end(text[at + 2]) ? 3 : 2;
-            } else {
-                count = std::min<std::size_t>(left, 3);
-            }
+            count = escape_step(text.substr(at));
         } else {
             count = plain_run(text.substr(at));
             decoder_at_start = text[at + count - 1] == '\n';

@@ -216,6 +216,19 @@ TEST(Pieces, OfQuotedPrintableLoseADotThatWasNotDoubled)
     }
 }
 
+// The decoder drops three characters at once where an "=" stands for nothing: a run of them is cut between threes.
+TEST(Pieces, OfQuotedPrintableKeepWhatIsDroppedTogether)
+{
+    const std::string wire =
+        std::string(78, '=') + ".a" + std::string(31, '=') + "41\r\n" + std::string(40, '\r') + "\n";
+    const std::string whole =
+        decoded(pieces_of(wire, Coding::quoted_printable, kNone, 1000), kQuotedPrintable);
+    for (std::size_t limit = 16; limit <= wire.size(); ++limit) {
+        const auto pieces = pieces_of(wire, Coding::quoted_printable, kNone, limit);
+        EXPECT_EQ("", octet_difference(whole, decoded(pieces, kQuotedPrintable))) << limit;
+    }
+}
+
 // Bare LF and soft breaks at which dots are added for the decoder: a piece is no longer than it may be.
 TEST(Pieces, OfQuotedPrintableFitWhereDotsAreAdded)
 {
