@@ -42,9 +42,12 @@ public:
     long GetLength() const;
 
 private:
+    NTC_PLATFORM_LOCAL char* room_for(long count);
+    NTC_PLATFORM_LOCAL void release();
     NTC_PLATFORM_LOCAL void append(const char* text, long count);
 
-    char* text_;
+    char* text_;  // null, the buffer of an empty text, or a block of the heap
     long length_;
     long capacity_;  // octets that fit, the NUL aside
+    char empty_;     // the buffer of an empty text: many are, and none of them is worth a block
 };

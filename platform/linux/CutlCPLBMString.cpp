@@ -25,11 +25,6 @@ long length_of(const char* text)
     return static_cast<long>(length);
 }
 
-char* new_text(long capacity)
-{
-    return new char[static_cast<std::size_t>(capacity) + 1];
-}
-
 void copy_octets(char* to, const char* from, long count)
 {
     if (count > 0) std::memcpy(to, from, static_cast<std::size_t>(count));
@@ -42,7 +37,7 @@ bool is_trimmed(char octet)
 
 }  // namespace
 
-CutlCPLBMString::CutlCPLBMString() : text_(nullptr), length_(0), capacity_(0) {}
+CutlCPLBMString::CutlCPLBMString() : text_(nullptr), length_(0), capacity_(0), empty_('\0') {}
 
 CutlCPLBMString::CutlCPLBMString(const char* text) : CutlCPLBMString()
 {
@@ -67,13 +62,13 @@ CutlCPLBMString& CutlCPLBMString::operator=(const CutlCPLBMString& other)
 
 CutlCPLBMString::~CutlCPLBMString()
 {
-    delete[] text_;
+    release();
 }
 
 void CutlCPLBMString::CopyString(const char* text, long length)
 {
     if (text == nullptr) {
-        delete[] text_;
+        release();
         text_ = nullptr;
         length_ = 0;
         capacity_ = 0;
@@ -82,9 +77,9 @@ void CutlCPLBMString::CopyString(const char* text, long length)
     const long count = length < 0 ? length_of(text) : length;
     if (count > kMaxLength) throw std::bad_alloc();
     if (text_ == nullptr || count > capacity_ || (capacity_ > kKeptRoom && count < capacity_ / 2)) {
-        char* const fresh = new_text(count);
+        char* const fresh = room_for(count);
         copy_octets(fresh, text, count);  // before the old block goes: `text` may lie in it
-        delete[] text_;
+        release();
         text_ = fresh;
         capacity_ = count;
     } else if (count > 0) {
@@ -145,6 +140,17 @@ long CutlCPLBMString::GetLength() const
     return length_;
 }
 
+// A buffer for a text of this length.
+char* CutlCPLBMString::room_for(long count)
+{
+    return count == 0 ? &empty_ : new char[static_cast<std::size_t>(count) + 1];
+}
+
+void CutlCPLBMString::release()
+{
+    if (text_ != &empty_) delete[] text_;
+}
+
 void CutlCPLBMString::append(const char* text, long count)
 {
     if (count > kMaxLength - length_) throw std::bad_alloc();
@@ -153,10 +159,10 @@ void CutlCPLBMString::append(const char* text, long count)
         // Twice the room, so that a text built piece by piece costs its length, not the square of it.
         const long doubled = capacity_ > kMaxLength / 2 ? kMaxLength : capacity_ * 2;
         const long room = std::max({total, doubled, kLeastRoom});
-        char* const grown = new_text(room);
+        char* const grown = room_for(room);
         copy_octets(grown, text_, length_);
         copy_octets(grown + length_, text, count);  // before the old block goes: `text` may lie in it
-        delete[] text_;
+        release();
         text_ = grown;
         capacity_ = room;
     } else if (count > 0) {

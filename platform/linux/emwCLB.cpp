@@ -14,8 +14,12 @@ int emwCLBCompStrCaseN(const char* a, const char* b, std::uint32_t count)
 {
     if (a == nullptr || b == nullptr) return (a != nullptr ? 1 : 0) - (b != nullptr ? 1 : 0);
     for (std::uint32_t index = 0; index < count; ++index) {
-        const int difference = upper(a[index]) - upper(b[index]);
-        if (difference != 0 || a[index] == '\0') return difference;
+        if (a[index] != b[index]) {
+            const int difference = upper(a[index]) - upper(b[index]);
+            if (difference != 0) return difference;
+        } else if (a[index] == '\0') {
+            return 0;
+        }
     }
     return 0;
 }

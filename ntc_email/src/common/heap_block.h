@@ -14,7 +14,10 @@ public:
     HeapBlock() = default;
     HeapBlock(const HeapBlock&) = delete;
     HeapBlock& operator=(const HeapBlock&) = delete;
-    ~HeapBlock() { CutlCPLBOSBoundary::MemFree(data); }
+    ~HeapBlock()
+    {
+        if (data != nullptr) CutlCPLBOSBoundary::MemFree(data);
+    }
 
     // The block and its octets become the caller's.
     template <typename Octet>
@@ -33,8 +36,8 @@ public:
 // Octets needed for `length` octets, `added` more and a NUL; 0 when that is no length at all.
 inline std::size_t grown_size(long length, long added)
 {
-    if (length < 0 || added < 0 || added > LONG_MAX - 1 - length) return 0;
-    return static_cast<std::size_t>(length) + static_cast<std::size_t>(added) + 1;
+    const std::size_t size = static_cast<std::size_t>(length) + static_cast<std::size_t>(added) + 1;
+    return (length | added) >= 0 && size <= static_cast<std::size_t>(LONG_MAX) ? size : 0;
 }
 
 // Makes an empty block one with room for `length` octets and a NUL; neither is written, none is counted.
@@ -64,6 +67,16 @@ inline bool allocate_copy(HeapBlock& block, const void* octets, long length)
     if (length > 0) std::memcpy(block.data, octets, static_cast<std::size_t>(length));
     block.data[length] = '\0';
     block.length = length;
+    return true;
+}
+
+// Gives back what the result does not need, its NUL excepted.
+inline bool shrink(HeapBlock& block)
+{
+    void* const shrunk =
+        CutlCPLBOSBoundary::MemReallocate(block.data, static_cast<std::size_t>(block.length) + 1);
+    if (shrunk == nullptr) return false;
+    block.data = static_cast<char*>(shrunk);
     return true;
 }
 

@@ -1,3 +1,4 @@
+// The base64 transfer encoding.
 #include "CntsMLUTLMimeUtility.h"
 
 #include <climits>
@@ -21,12 +22,8 @@ namespace {
 // Numbers in the trace lines that support staff know the places by.
 constexpr int kFromB64AllocateLine = 122;
 constexpr int kFromB64ShrinkLine = 161;
-constexpr int kFromQpAllocateLine = 221;
-constexpr int kFromQpShrinkLine = 257;
 
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr char kHexDigits[] = "0123456789ABCDEF";
-constexpr long kSoftBreakLength = 3;  // "=" CR LF
 
 // Two base64 characters for every 12 bits: half the look-ups of one for every 6.
 struct PairTable {
@@ -164,101 +161,55 @@ std::uint32_t group_of(const unsigned char* from)
            load_four(kPlaces.place[2][from[2]]) | load_four(kPlaces.place[3][from[3]]);
 }
 
-// Decodes whole groups of four characters, up to the first group with something else in it.
-//   in      octets: room for as many as there are characters; one behind the result's may be written
+// Known when it is compiled.
+bool is_low_octet_first()
+{
+    const std::uint16_t number = 1;
+    std::uint8_t first;
+    std::memcpy(&first, &number, sizeof first);
+    return first == 1;
+}
+
+// Three octets each of two groups one behind the other, and two more, as they stand in memory: who reads them next
+// has to wait less for one wide store than for several narrow ones.
+std::uint64_t joined(std::uint32_t first, std::uint32_t second)
+{
+    return is_low_octet_first() ? first | std::uint64_t{second} << 24
+                                : std::uint64_t{first} << 32 | std::uint64_t{second} << 8;
+}
+
+bool is_group(std::uint32_t group)
+{
+    return (group & load_four(kNoSextet)) == 0;
+}
+
+// Decodes whole groups of four characters and steps over line ends between them, up to the first group with something
+// else in it.
+//   in      octets: room for as many as there are characters; two behind the result's may be written
 void decode_groups(const unsigned char*& text, const unsigned char* end, char*& octets)
 {
     const unsigned char* from = text;  // copies: what is written might otherwise be the pointers themselves
     char* to = octets;
-    for (; end - from >= 4; from += 4, to += 3) {
+    for (;;) {
+        for (; end - from >= 8; from += 8, to += 6) {
+            const std::uint32_t first = group_of(from);
+            const std::uint32_t second = group_of(from + 4);
+            if (!is_group(first | second)) break;
+            const std::uint64_t both = joined(first, second);
+            std::memcpy(to, &both, sizeof both);
+        }
+        if (end - from < 4) break;
         const std::uint32_t group = group_of(from);
-        if ((group & load_four(kNoSextet)) != 0) break;
-        std::memcpy(to, &group, sizeof group);
+        if (is_group(group)) {
+            std::memcpy(to, &group, sizeof group);
+            from += 4;
+            to += 3;
+        }
+        if (end - from < 2 || from[0] != '\r' || from[1] != '\n') break;
+        from += 2;
     }
     text = from;
     octets = to;
-}
-
-constexpr std::uint8_t kNotHex = 0xF0;  // no hexadecimal digit sets a bit of it
-
-constexpr IndexTable make_hex_table()
-{
-    IndexTable table{};
-    for (std::uint8_t& entry : table.index) {
-        entry = kNotHex;
-    }
-    for (std::uint8_t value = 0; value < 16; ++value) {
-        const unsigned char digit = static_cast<unsigned char>(kHexDigits[value]);
-        table.index[digit] = value;
-        if (value >= 10) table.index[digit - 'A' + 'a'] = value;
-    }
-    return table;
-}
-
-constexpr IndexTable kHexValues = make_hex_table();
-
-bool is_line_end(char c)
-{
-    return c == '\r' || c == '\n';
-}
-
-// Decodes from one "=" on, up to what is none: escapes, of which an invalid one is dropped, and soft breaks.
-const char* decode_escapes(const char* from, const char* end, char*& octets)
-{
-    char* to = octets;
-    while (from != end && *from == '=') {
-        const std::ptrdiff_t left = end - from;
-        if (left < 3) {
-            from += left > 1 && is_line_end(from[1]) ? 2 : left;
-            continue;
-        }
-        const unsigned high = kHexValues.index[static_cast<unsigned char>(from[1])];
-        const unsigned low = kHexValues.index[static_cast<unsigned char>(from[2])];
-        if (((high | low) & kNotHex) == 0) {
-            *to++ = static_cast<char>(high << 4 | low);
-            from += 3;
-        } else {
-            from += is_line_end(from[1]) && !is_line_end(from[2]) ? 2 : 3;
-        }
-    }
-    octets = to;
-    return from;
-}
-
-// Copies octets to where there may be some already.
-char* put_octets(char* to, const char* from, const char* end)
-{
-    const std::size_t length = static_cast<std::size_t>(end - from);
-    std::memcpy(to, from, length);
-    return to + length;
-}
-
-// Copies text without a "="; of a doubled dot at a line start, one.
-//   in      is_line_start: whether the text begins a line
-char* copy_plain(const char* from, const char* end, bool is_line_start, char* to)
-{
-    const char* look = from;
-    while (const void* const found = std::memchr(look, '.', static_cast<std::size_t>(end - look))) {
-        const char* const dot = static_cast<const char*>(found);
-        look = dot + 1;
-        const bool begins_line = dot == from ? is_line_start : dot[-1] == '\n';
-        if (!begins_line || look == end || *look != '.') continue;
-        to = put_octets(to, from, dot);
-        from = look;
-        is_line_start = false;
-        ++look;
-    }
-    return put_octets(to, from, end);
-}
-
-// Gives back what the result does not need, its NUL excepted.
-bool shrink(HeapBlock& block)
-{
-    void* const shrunk =
-        CutlCPLBOSBoundary::MemReallocate(block.data, static_cast<std::size_t>(block.length) + 1);
-    if (shrunk == nullptr) return false;
-    block.data = static_cast<char*>(shrunk);
-    return true;
 }
 
 // Length of the base64 text with its line ends, -1 when there is none: an empty input with line ends, or too
@@ -369,97 +320,6 @@ int CntsMLUTLMimeUtility::FromB64(const char* in, long len, void*& out, long& ou
     } catch (CntsMLUTLMailException* thrown) {
         const std::unique_ptr<CntsMLUTLMailException> failure(thrown);
         NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromB64() %s\n", failure->m_pszText);
-        return 0;
-    }
-    decoded.take(out, outLen);
-    return 1;
-}
-
-int CntsMLUTLMimeUtility::ToQB(const void* in, long len, char*& out, long& outLen, int lineLen)
-{
-    out = nullptr;
-    outLen = 0;
-    const char* const text = in != nullptr ? static_cast<const char*>(in) : "";
-    const std::size_t length = std::strlen(text);
-    // The most that can come: each character escaped, a soft break after as few of them as fill a line.
-    const std::size_t line_characters = lineLen > 3 ? (static_cast<std::size_t>(lineLen) + 2) / 3 : 1;
-    const bool is_countable = len >= 0 && length <= (LONG_MAX - 16) / 6;
-    const std::size_t size = 3 * length + kSoftBreakLength * (length / line_characters + 2) + 2;
-    HeapBlock encoded;
-    if (is_countable) encoded.data = static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(size));
-    if (encoded.data == nullptr) {
-        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::ToQB() failed to allocate memory\n");
-        return 0;
-    }
-
-    char* to = encoded.data;
-    const auto soft_break = [&to] {
-        std::memcpy(to, "=\r\n", kSoftBreakLength);
-        to += kSoftBreakLength;
-    };
-    long column = 0;
-    unsigned long columns = 0;
-    for (const char* from = text; *from != '\0'; ++from) {
-        if (column >= lineLen) {
-            soft_break();
-            column = 0;
-        }
-        const unsigned char octet = static_cast<unsigned char>(*from);
-        if (octet >= 33 && octet <= 126 && octet != '=') {
-            *to++ = *from;
-            column += 1;
-        } else {
-            *to++ = '=';
-            *to++ = kHexDigits[octet >> 4];
-            *to++ = kHexDigits[octet & 0x0F];
-            column += 3;
-        }
-        columns += static_cast<unsigned long>(column);
-    }
-    soft_break();
-    *to = '\0';
-    long ignored = 0;
-    encoded.take(out, ignored);
-    outLen = static_cast<long>(columns & LONG_MAX);  // deliberately the sum of the columns, not the length
-    return 1;
-}
-
-int CntsMLUTLMimeUtility::FromQP(const char* in, long len, void*& out, long& outLen)
-{
-    out = nullptr;
-    outLen = 0;
-    HeapBlock decoded;
-    try {
-        if (!allocate_room(decoded, len)) {
-            NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromQP() failed to allocate memory: Line%d\n",
-                      kFromQpAllocateLine);
-            return 0;
-        }
-        char* to = decoded.data;
-        bool is_line_start = true;
-        const char* from = in;
-        const char* const end = in + len;
-        while (from != end) {
-            if (*from == '=') {
-                from = decode_escapes(from, end, to);
-                continue;
-            }
-            const void* const found = std::memchr(from, '=', static_cast<std::size_t>(end - from));
-            const char* const plain_end = found != nullptr ? static_cast<const char*>(found) : end;
-            to = copy_plain(from, plain_end, is_line_start, to);
-            is_line_start = plain_end[-1] == '\n';  // what is decoded begins and ends no line
-            from = plain_end;
-        }
-        decoded.length = static_cast<long>(to - decoded.data);
-        *to = '\0';
-        if (!shrink(decoded)) {
-            NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromQP() failed to reallocate memory: Line%d\n",
-                      kFromQpShrinkLine);
-            return 0;
-        }
-    } catch (CntsMLUTLMailException* thrown) {
-        const std::unique_ptr<CntsMLUTLMailException> failure(thrown);
-        NTC_TRACE("<Error> : CntsMLUTLMimeUtility::FromQP() %s\n", failure->m_pszText);
         return 0;
     }
     decoded.take(out, outLen);
