@@ -1,6 +1,7 @@
 #include "account.h"
 
 #include <cstring>
+#include <map>
 
 #include <gtest/gtest.h>
 
@@ -80,6 +81,25 @@ TEST(CliAccount, WrongSettingsAreUsageErrors)
         EXPECT_FALSE(make_account(c.settings, account, failure)) << c.label;
         EXPECT_EQ(kExitUsage, failure.exit_code) << c.label;
         EXPECT_FALSE(failure.sentence.empty()) << c.label;
+    }
+}
+
+TEST(CliAccount, WhatTheRunningServiceDecidesIsRefusedBesideIt)
+{
+    for (const auto& [name, value] :
+         std::map<std::string, std::string>{{"ca-file", "/dev/null"}, {"data-timeout", "5"}}) {
+        for (const auto make : {make_account, make_mailbox_account}) {
+            Settings settings = {{"server", "mx"}, {"pop-server", "pop"}, {"user", "u"}, {name, value}};
+            Account account;
+            Failure failure;
+            EXPECT_TRUE(make(settings, account, failure)) << failure.sentence;
+            settings["daemon"] = "true";
+            EXPECT_FALSE(make(settings, account, failure)) << name;
+            EXPECT_EQ(kExitConfig, failure.exit_code) << name;
+            EXPECT_EQ(
+                name + " is a setting of the running mail service, it cannot be given together with daemon",
+                failure.sentence);
+        }
     }
 }
 

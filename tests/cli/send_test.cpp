@@ -10,24 +10,20 @@
 #include "CntsMLUTLMimeUtility.h"
 #include "CutlCPLBOSBoundary.h"
 #include "base64_pieces.h"
-#include "loopback_pop3.h"
 #include "loopback_smtp.h"
 
 #include "cli_process.h"
 #include "mailbox_support.h"
+#include "send_support.h"
 #include "temporary_folder.h"
 
 using velorin_test::LoopbackMail;
-using velorin_test::LoopbackPop3;
 using velorin_test::LoopbackSmtp;
-using velorin_test::Pop3Options;
 using velorin_test::Rule;
 using velorin_test::SmtpOptions;
 using velorin_test::Step;
 
 namespace {
-
-constexpr int kSoon = 10000;  // milliseconds
 
 // Decodes base64 that must be of the strict form: lines of 76 characters, the last one shorter, no line end
 // behind it.
@@ -91,21 +87,6 @@ struct Arrived {
         EXPECT_EQ("\r\n", body.substr(at)) << "something stands behind the closing boundary";
     }
 };
-
-LoopbackMail only_mail(const LoopbackSmtp& server)
-{
-    EXPECT_TRUE(server.wait_for_mail(1, kSoon));
-    const std::vector<LoopbackMail> mails = server.mails();
-    EXPECT_EQ(1u, mails.size());
-    return mails.empty() ? LoopbackMail() : mails.back();
-}
-
-void expect_sent(const CliResult& result)
-{
-    EXPECT_TRUE(result.in_time);
-    EXPECT_EQ(0, result.exit_code) << result.err;
-    EXPECT_EQ("", result.err);
-}
 
 }  // namespace
 
@@ -333,98 +314,6 @@ TEST(CliSend, AnUnsafeFileNameIsReplacedAndSaidSo)
     EXPECT_NE(std::string::npos, mail.parts[1].header.find("filename=\"a__1_.pdf\"")) << mail.parts[1].header;
 }
 
-TEST(CliSend, LogsInByEveryMethod)
-{
-    const TemporaryFolder folder;
-    static const struct {
-        const char* kind;
-        const char* mechanism;
-    } cases[] = {{"auto", "CRAM-MD5"},
-                 {"plain", "PLAIN"},
-                 {"login", "LOGIN"},
-                 {"cram-md5", "CRAM-MD5"},
-                 {"xoauth2", "XOAUTH2"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.kind);
-        SmtpOptions options;
-        options.auth = {"PLAIN", "LOGIN", "CRAM-MD5"};
-        if (std::string(c.kind) == "xoauth2") options.auth = {"XOAUTH2"};
-        options.users = {{"me", "p\xC3\xA4ss word"}};
-        options.auth_required = true;
-        options.starttls = true;
-        options.tls_required = true;
-        const LoopbackSmtp server(options);
-        const std::string ca = folder.path() + "/ca.pem";
-        ASSERT_TRUE(server.certificates()->write_ca(ca));
-        expect_sent(run_cli(send_arguments(
-            server.port(), {"--subject", "s", "--text-string", "x", "--ca-file", ca, "--user", "me", "--auth",
-                            c.kind, "--password-command", "printf 'p\\303\\244ss word\\n'"})));
-        EXPECT_EQ("me", only_mail(server).user);
-        EXPECT_EQ(c.mechanism, server.conversations()[0].mechanism);
-        EXPECT_NE("", server.conversations()[0].tls_version);
-    }
-}
-
-TEST(CliSend, TlsFromTheStart)
-{
-    const TemporaryFolder folder;
-    SmtpOptions options;
-    options.implicit_tls = true;
-    const LoopbackSmtp server(options);
-    const std::string ca = folder.path() + "/ca.pem";
-    ASSERT_TRUE(server.certificates()->write_ca(ca));
-    const std::vector<std::string> mail = {"--subject", "s", "--text-string", "x", "--tls", "tls"};
-    EXPECT_EQ(76, run_cli(send_arguments(server.port(), mail)).exit_code)
-        << "an unknown authority was trusted";
-    std::vector<std::string> trusting = mail;
-    trusting.insert(trusting.end(), {"--ca-file", ca, "--tls13-only"});
-    expect_sent(run_cli(send_arguments(server.port(), trusting)));
-    std::vector<std::string> careless = mail;
-    careless.push_back("--no-verify");
-    expect_sent(run_cli(send_arguments(server.port(), careless)));
-    EXPECT_EQ(2u, server.mails().size());
-}
-
-TEST(CliSend, PopBeforeSmtp)
-{
-    const TemporaryFolder folder;
-    const LoopbackSmtp server;
-    for (const bool apop : {false, true}) {
-        Pop3Options options;
-        options.apop = apop;
-        options.users = {{"me", "right"}};
-        const LoopbackPop3 pop(options);
-        std::vector<std::string> more = {"--subject",       "s",
-                                         "--text-string",   "x",
-                                         "--tls",           "none",
-                                         "--auth",          "pop",
-                                         "--user",          "me",
-                                         "--pop-port",      std::to_string(pop.port()),
-                                         "--password-file", folder.write("password", "right\n")};
-        if (apop) more.push_back("--pop-apop");
-        expect_sent(run_cli(send_arguments(server.port(), more)));
-        ASSERT_EQ(1u, pop.conversations().size());
-        EXPECT_EQ("me", pop.conversations()[0].user);
-        EXPECT_EQ(apop ? "APOP" : "USER", pop.conversations()[0].mechanism);
-    }
-    EXPECT_EQ(2u, server.mails().size());
-}
-
-TEST(CliSend, TheAccountStandsInAFile)
-{
-    const TemporaryFolder folder;
-    const LoopbackSmtp server;
-    const std::string config = folder.write(
-        "mail.conf", "# mine\nserver = 127.0.0.1\nport = " + std::to_string(server.port()) +
-                         "\nfrom = me@example.com\ncharset = iso-8859-1\nhost-name = from.file\n");
-    expect_sent(run_cli({"send", "--config", config, "--host-name", "from.line", "--to", "you@example.com",
-                         "--text-string", "x"}));
-    const LoopbackMail mail = only_mail(server);
-    EXPECT_EQ("me@example.com", mail.from);
-    EXPECT_EQ("from.line", server.conversations()[0].hello);
-    EXPECT_NE(std::string::npos, mail.octets().find("iso-8859-1"));
-}
-
 TEST(CliSend, ThroughTheRunningService)
 {
     const TemporaryFolder folder;
@@ -537,73 +426,3 @@ TEST(CliSend, MemoryStaysFlat)
     EXPECT_LT(peak, 32 * 1024);
 }
 #endif
-
-TEST(CliCheck, SaysWhetherTheAccountWorks)
-{
-    const TemporaryFolder folder;
-    SmtpOptions options;
-    options.auth = {"PLAIN"};
-    options.users = {{"me", "right"}};
-    const LoopbackSmtp server(options);
-    const std::vector<std::string> account = {
-        "check", "--server", "127.0.0.1", "--port", std::to_string(server.port()), "--tls", "none"};
-    const CliResult open = run_cli(account);
-    EXPECT_EQ(0, open.exit_code) << open.err;
-    EXPECT_EQ("127.0.0.1 port " + std::to_string(server.port()) + ": the connection works\n", open.out);
-    std::vector<std::string> login = account;
-    login.insert(login.end(), {"--user", "me", "--password-file", folder.write("right", "right"), "--json"});
-    const CliResult good = run_cli(login);
-    EXPECT_EQ(0, good.exit_code) << good.err;
-    EXPECT_EQ(0u, good.out.find("{\"command\":\"check\",\"status\":\"works\",\"exit_code\":0,")) << good.out;
-    folder.write("right", "wrong");
-    const CliResult bad = run_cli(login);
-    EXPECT_EQ(77, bad.exit_code);
-    EXPECT_NE(std::string::npos, bad.sentence().find("test 127.0.0.1 port")) << bad.err;
-    EXPECT_TRUE(server.mails().empty());
-}
-
-TEST(CliTrace, PrintsWhatWasRecordedAndNoSecret)
-{
-    const TemporaryFolder folder;
-    SmtpOptions options;
-    options.auth = {"PLAIN"};
-    options.users = {{"me", "hunter2"}};
-    const LoopbackSmtp server(options);
-    const std::string capture = folder.path() + "/capture";
-    expect_sent(run_cli(send_arguments(server.port(), {"--subject", "the subject", "--text-string",
-                                                       "the body", "--tls", "none", "--user", "me",
-                                                       "--password-file", folder.write("password", "hunter2"),
-                                                       "--attach", folder.write("a.pdf", "attached")}),
-                        "", {{"VELORIN_CAPTURE", capture}}));
-    const CliResult text = run_cli({"trace", capture});
-    EXPECT_EQ(0, text.exit_code) << text.err;
-    for (const char* part :
-         {"smtp create session: ok, ", "    server: 127.0.0.1\n", "    auth: auto\n", "    user: me\n",
-          "smtp connect: ok, ", "smtp judge size: ok, ", "smtp send header: ok, ",
-          "    from: me@example.com\n", "    to: you@example.com\n", "    subject: the subject\n",
-          "smtp send body: ok, ", "    octets: 8\n", "smtp send part header: ok, ", "    file: a.pdf\n",
-          "smtp send part body: ok, ", "smtp close: ok, ", "smtp destroy session: ok, "})
-        EXPECT_NE(std::string::npos, text.out.find(part)) << part << "\n" << text.out;
-    const CliResult json = run_cli({"trace", "--json", capture});
-    EXPECT_EQ(0, json.exit_code) << json.err;
-    EXPECT_NE(std::string::npos, json.out.find("\"method\":\"send header\",\"fields\":{\"session\":\""));
-    EXPECT_EQ(std::count(json.out.begin(), json.out.end(), '\n'),
-              std::count(json.out.begin(), json.out.end(), '{') / 2);
-    for (const char* secret : {"hunter2", "the body", "YXR0YWNoZWQ"}) {
-        EXPECT_EQ(std::string::npos, text.out.find(secret));
-        EXPECT_EQ(std::string::npos, json.out.find(secret));
-    }
-}
-
-TEST(CliTrace, SaysWhatIsWrongWithTheFile)
-{
-    const TemporaryFolder folder;
-    const CliResult missing = run_cli({"trace", folder.path() + "/none"});
-    EXPECT_EQ(66, missing.exit_code);
-    EXPECT_NE("", missing.sentence()) << missing.err;
-    const CliResult garbage =
-        run_cli({"trace", folder.write("garbage", "this is no recording at all, whatever its name")});
-    EXPECT_EQ(65, garbage.exit_code);
-    EXPECT_NE("", garbage.sentence()) << garbage.err;
-    EXPECT_EQ(0, run_cli({"trace", folder.write("empty", "")}).exit_code);
-}

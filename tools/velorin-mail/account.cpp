@@ -106,10 +106,20 @@ bool check_authorities(const Account& account, Failure& failure)
 {
     if (!account.ca_file.empty() && ::access(account.ca_file.c_str(), R_OK) != 0)
         return fail(failure, kExitConfig, kStep, "cannot read the certificates in " + account.ca_file);
-    if (account.daemon && !account.ca_file.empty())
-        return fail(
-            failure, kExitConfig, kStep,
-            "ca-file is a setting of the running mail service, it cannot be given together with daemon");
+    return true;
+}
+
+// What the running mail service decides for all of its clients has no effect here, and must not seem to have one.
+bool check_daemon(const Settings& settings, const Account& account, Failure& failure)
+{
+    if (!account.daemon) return true;
+    for (const char* const name : {"ca-file", "data-timeout"}) {
+        if (!text_of(settings, name).empty())
+            return fail(
+                failure, kExitConfig, kStep,
+                std::string(name) +
+                    " is a setting of the running mail service, it cannot be given together with daemon");
+    }
     return true;
 }
 
@@ -157,7 +167,8 @@ bool make_account(const Settings& settings, Account& account, Failure& failure)
     if (account.auth != AuthKind::kNone && account.auth != AuthKind::kPop && account.user.empty())
         return fail(failure, kExitUsage, kStep,
                     "auth " + text_of(settings, "auth") + " needs a user, give --user NAME");
-    return check_authorities(account, failure) && read_pop(settings, account, failure);
+    return check_authorities(account, failure) && check_daemon(settings, account, failure) &&
+           read_pop(settings, account, failure);
 }
 
 bool make_mailbox_account(const Settings& settings, Account& account, Failure& failure)
@@ -171,7 +182,7 @@ bool make_mailbox_account(const Settings& settings, Account& account, Failure& f
     if (!account.pop_password.given()) account.pop_password = account.password;
     if (account.pop_port == 0)
         account.pop_port = account.pop_tls == TlsMode::kFromTheStart ? kPop3sPort : kPop3Port;
-    return check_authorities(account, failure);
+    return check_authorities(account, failure) && check_daemon(settings, account, failure);
 }
 
 bool needs_password(const Account& account)

@@ -1,7 +1,6 @@
 #include "attachments.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -11,6 +10,7 @@
 
 #include "descriptor.h"
 #include "header_words.h"
+#include "input_file.h"
 
 namespace velorin::cli {
 
@@ -100,12 +100,10 @@ bool inspect(const AttachOption& option, const std::string& charset, Attachment&
 {
     attachment.path = option.file;
     // O_NONBLOCK: a FIFO without a writer must not hold the client up before it is refused.
-    const Descriptor file(::open(option.file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    Descriptor file;
+    if (!open_input(option.file, kStep, O_NONBLOCK, file, failure)) return false;
     struct stat facts = {};
-    if (!file.valid() || ::fstat(file.get(), &facts) != 0)
-        return fail_at(option.file, std::string("the file cannot be read: ") + std::strerror(errno),
-                       kExitNoInput, failure);
-    if (!S_ISREG(facts.st_mode))
+    if (::fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode))
         return fail_at(option.file, "this is not a file whose size is known", kExitNoInput, failure);
     attachment.size = static_cast<std::uint64_t>(facts.st_size);
     if (!name_it(option.file, charset, attachment, failure)) return false;

@@ -4,12 +4,12 @@
 #include <cstring>
 #include <string>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "charset_choice.h"
 #include "commands.h"
 #include "header_words.h"
+#include "input_file.h"
 #include "interrupt.h"
 #include "piece_codecs.h"
 #include "report.h"
@@ -175,12 +175,8 @@ bool run_codec(const CodecOptions& options, bool decodes, Failure& failure)
         DescriptorSource source(STDIN_FILENO);
         return Codec(options, decodes, source, failure).run();
     }
-    const Descriptor file(::open(options.file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file.valid()) {
-        fail(failure, kExitNoInput, step, std::string("the file cannot be read: ") + std::strerror(errno));
-        failure.where = options.file;
-        return false;
-    }
+    Descriptor file;
+    if (!open_input(options.file, step, 0, file, failure)) return false;
     DescriptorSource source(file.get());
     return Codec(options, decodes, source, failure).run();
 }

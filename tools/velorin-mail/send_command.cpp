@@ -4,12 +4,12 @@
 #include <cstring>
 #include <limits>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "commands.h"
 #include "compose.h"
 #include "delivery.h"
+#include "input_file.h"
 #include "interrupt.h"
 #include "progress.h"
 #include "report.h"
@@ -45,12 +45,8 @@ bool read_text(const Options& options, const std::string& charset, MailText& tex
         DescriptorSource source(STDIN_FILENO);
         return prepare_text(source, "standard input", charset, text, failure);
     }
-    const Descriptor file(::open(mail.text_file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file.valid()) {
-        fail(failure, kExitNoInput, "text", std::string("the file cannot be read: ") + std::strerror(errno));
-        failure.where = mail.text_file;
-        return false;
-    }
+    Descriptor file;
+    if (!open_input(mail.text_file, "text", 0, file, failure)) return false;
     DescriptorSource source(file.get());
     return prepare_text(source, mail.text_file, charset, text, failure);
 }

@@ -1,9 +1,8 @@
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include "commands.h"
+#include "input_file.h"
 #include "report.h"
 #include "trace_text.h"
 
@@ -19,12 +18,11 @@ struct FileCloser {
 
 bool trace(const Options& options, Failure& failure)
 {
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(options.trace_file.c_str(), "rbe"));
-    if (file == nullptr) {
-        fail(failure, kExitNoInput, kStep, std::string("the file cannot be read: ") + std::strerror(errno));
-        failure.where = options.trace_file;
-        return false;
-    }
+    Descriptor input;
+    if (!open_input(options.trace_file, kStep, 0, input, failure)) return false;
+    const std::unique_ptr<std::FILE, FileCloser> file(::fdopen(input.get(), "rb"));
+    if (file == nullptr) return fail(failure, kExitSystem, kStep, "memory ran out");
+    input.release();
     std::string error;
     print_capture(file.get(), options.json, stdout, error);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
