@@ -12,9 +12,9 @@ CntsPOP3Boundary::CntsPOP3Boundary(const CntsPOP3Settings& settings)
     : m_pCommunicator(new (std::nothrow) ntc_email_esu_pop3_main_communicator)
 {
     if (m_pCommunicator == nullptr) {
-        NTC_TRACE("CntsPOP3Boundary::%s():[Return]:ntc_email_esu_pop3_main_communicator::get_instance() "
-                  "returns NULL\n",
-                  __func__);
+        NTC_TRACE(
+            "CntsPOP3Boundary::%s():[Return]:ntc_email_esu_pop3_main_communicator::get_instance() returns NULL\n",
+            __func__);
         return;
     }
     std::uint32_t created = kStatusCallFailed;
@@ -25,10 +25,9 @@ CntsPOP3Boundary::CntsPOP3Boundary(const CntsPOP3Settings& settings)
         throw;
     }
     if (created != kStatusOk) {
-        NTC_TRACE("CntsPOP3Boundary::%s():[Return]:ntc_email_esu_pop3_main_communicator::call_create_"
-                  "instance() returns "
-                  "0x%x\n",
-                  __func__, static_cast<unsigned int>(created));
+        NTC_TRACE(
+            "CntsPOP3Boundary::%s():[Return]:ntc_email_esu_pop3_main_communicator::call_create_instance() returns 0x%x\n",
+            __func__, static_cast<unsigned int>(created));
         delete m_pCommunicator;
         m_pCommunicator = nullptr;
     }
@@ -45,10 +44,9 @@ CntsPOP3Boundary::~CntsPOP3Boundary()
         // the process.
     }
     if (destroyed != kStatusOk) {
-        NTC_TRACE("CntsPOP3Boundary::%s():[Return]:ntc_email_esu_pop3_main_communicator::call_destroy_"
-                  "instance() returns "
-                  "0x%x\n",
-                  __func__, static_cast<unsigned int>(destroyed));
+        NTC_TRACE(
+            "CntsPOP3Boundary::%s():[Return]:ntc_email_esu_pop3_main_communicator::call_destroy_instance() returns 0x%x\n",
+            __func__, static_cast<unsigned int>(destroyed));
         return;  // the communicator stays on purpose: the service may still hold the session under its
                  // identity
     }

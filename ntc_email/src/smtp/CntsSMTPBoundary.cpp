@@ -58,9 +58,9 @@ CntsSMTPBoundary::CntsSMTPBoundary(const CntsSMTPSettings& settings)
     : m_pCommunicator(new (std::nothrow) ntc_email_esu_smtp_main_communicator)
 {
     if (m_pCommunicator == nullptr) {
-        NTC_TRACE("CntsSMTPBoundary::%s():[Return]:ntc_email_esu_smtp_main_communicator constructor() "
-                  "returns NULL\n",
-                  __func__);
+        NTC_TRACE(
+            "CntsSMTPBoundary::%s():[Return]:ntc_email_esu_smtp_main_communicator constructor() returns NULL\n",
+            __func__);
         return;
     }
     std::uint32_t created = kStatusCallFailed;
@@ -71,10 +71,9 @@ CntsSMTPBoundary::CntsSMTPBoundary(const CntsSMTPSettings& settings)
         throw;
     }
     if (created != kStatusOk) {
-        NTC_TRACE("CntsSMTPBoundary::%s():[Return]:ntc_email_esu_smtp_main_communicator::call_create_"
-                  "instance() returns "
-                  "0x%x\n",
-                  __func__, static_cast<unsigned int>(created));
+        NTC_TRACE(
+            "CntsSMTPBoundary::%s():[Return]:ntc_email_esu_smtp_main_communicator::call_create_instance() returns 0x%x\n",
+            __func__, static_cast<unsigned int>(created));
         delete m_pCommunicator;
         m_pCommunicator = nullptr;
     }
@@ -91,10 +90,9 @@ CntsSMTPBoundary::~CntsSMTPBoundary()
         // the process.
     }
     if (destroyed != kStatusOk) {
-        NTC_TRACE("CntsSMTPBoundary::%s():[Return]:ntc_email_esu_smtp_main_communicator::call_destroy_"
-                  "instance() returns "
-                  "0x%x\n",
-                  __func__, static_cast<unsigned int>(destroyed));
+        NTC_TRACE(
+            "CntsSMTPBoundary::%s():[Return]:ntc_email_esu_smtp_main_communicator::call_destroy_instance() returns 0x%x\n",
+            __func__, static_cast<unsigned int>(destroyed));
     }
     delete m_pCommunicator;
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "CntsMLUTLMimeUtility.h"
+#include "handed_over.h"
 #include "mlutl_support.h"
 #include "octets.h"
 #include "platform_double.h"
@@ -26,9 +27,7 @@ std::string append_line(int number)
            std::to_string(number) + "\n";
 }
 
-struct Result {
-    int code;
-    std::string text;
+struct Result : HandedOver {
     int set;
 };
 
@@ -40,15 +39,7 @@ Result decode(std::string_view in)
     CharSet set = static_cast<CharSet>(kBefore);
     const int code =
         CntsMLUTLMimeUtility::InlineDecode(input.data(), input.length(), out, length, set, 12345);
-    if (code == 0) {
-        EXPECT_EQ(nullptr, out);
-        EXPECT_EQ(0, length);
-        return {0, "", set};
-    }
-    const Taken taken(out);
-    EXPECT_EQ(length + 1, PlatformDouble::block_size(out));
-    EXPECT_EQ('\0', out[length]);
-    return {code, taken.octets(length), set};
+    return {handed_over(code, out, length), set};
 }
 
 TEST(InlineDecode, DecodesKnownTexts)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "CntsMLUTLMimeUtility.h"
+#include "handed_over.h"
 #include "mlutl_support.h"
 #include "octets.h"
 #include "platform_double.h"
@@ -32,27 +33,14 @@ std::string append_line(const std::string& operation, int number)
            std::to_string(number) + "\n";
 }
 
-struct Result {
-    int code;
-    std::string text;
-};
-
-Result encode(std::string_view in, int set = kUtf8)
+HandedOver encode(std::string_view in, int set = kUtf8)
 {
     const ExactCopy input(in);
     char* out = const_cast<char*>("before");
     long length = 5;
     const int code = CntsMLUTLMimeUtility::InlineEncode(input.data(), input.length(), out, length,
                                                         static_cast<CharSet>(set));
-    if (code == 0) {
-        EXPECT_EQ(nullptr, out);
-        EXPECT_EQ(0, length);
-        return {0, ""};
-    }
-    const Taken taken(out);
-    EXPECT_EQ(length + 1, PlatformDouble::block_size(out));
-    EXPECT_EQ('\0', out[length]);
-    return {code, taken.octets(length)};
+    return handed_over(code, out, length);
 }
 
 // The words of a stretch that begins in a column, utf-8.
@@ -121,7 +109,7 @@ TEST(InlineEncode, EncodesKnownBlocks)
     };
     PlatformDouble platform;
     for (const auto& c : cases) {
-        const Result got = encode(c.in);
+        const HandedOver got = encode(c.in);
         EXPECT_EQ(1, got.code) << c.label;
         EXPECT_EQ("", octet_difference(c.out, got.text)) << c.label;
     }
@@ -215,7 +203,7 @@ TEST(InlineEncode, AgreesWithTheModelOnAnyBlock)
                     name + "=\"" + words("\xc3" + value, static_cast<long>(name.size()) + 2) + "\"\r\n";
             }
         }
-        const Result got = encode(in);
+        const HandedOver got = encode(in);
         ASSERT_EQ(1, got.code) << printable(in);
         ASSERT_EQ("", octet_difference(expected, got.text)) << printable(in);
     }
@@ -237,21 +225,31 @@ TEST(InlineEncode, IsReadBackByInlineDecode)
 
 TEST(InlineEncode, LeavesAStretchThatDoesNotEncode)
 {
-    const std::string block = "A: b\r\nC: \xff\r\nD: e\r\n";
-    {
+    const struct {
+        const char* label;
+        std::string stretch;
+        char refusal;  // of the converter
+    } cases[] = {{"not UTF-8", "\xff", '3'},
+                 {"a character that is cut", "x\xe3\x81", '3'},
+                 {"no place in the set", "\xe2\x98\x83", '4'}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.label);
+        const std::string block = "A: b\r\nC: " + c.stretch + "\r\nD: e\r\n";
         PlatformDouble platform;
         platform.expect_trace(
-            "CntsMLUTLMailType::ConvertEncodedString(): utl_lib_convert_encode return 0x3[Error]\n");
+            std::string("CntsMLUTLMailType::ConvertEncodedString(): utl_lib_convert_encode ") + "return 0x" +
+            c.refusal + "[Error]\n");
         platform.expect_trace("<Error>: CntsMLUTLMimeUtility::ToMimeEncode() ConvertEncodedString return "
                               "0xffffffff [NG]: Line1474\n");
-        const Result got = encode(block, 5);
+        const HandedOver got = encode(block, 5);
         EXPECT_EQ(1, got.code);
         EXPECT_EQ("", octet_difference(block, got.text));
     }
+    const std::string block = "A: b\r\nC: \xff\r\nD: e\r\n";
     PlatformDouble platform;
     platform.expect_trace(
         "<Error> : CntsMLUTLMimeUtility::ToMimeEncode() GetCharSet returns empty-string.[b]\n");
-    const Result got = encode(block, 11);
+    const HandedOver got = encode(block, 11);
     EXPECT_EQ(1, got.code);
     EXPECT_EQ("", octet_difference(block, got.text));
 }
@@ -305,7 +303,7 @@ TEST(InlineEncode, EveryFailedAllocationLeavesNothingBehind)
         for (const std::string& trace : c.traces)
             platform.expect_trace(trace);
         platform.fail_allocation(c.nth);
-        const Result got = encode(block);
+        const HandedOver got = encode(block);
         EXPECT_TRUE(platform.allocation_failed());
         EXPECT_EQ(c.code, got.code);
         EXPECT_EQ("", octet_difference(c.text, got.text));

@@ -6,6 +6,7 @@
 
 #include "CntsMLUTLMailException.h"
 #include "CntsMLUTLMimeUtility.h"
+#include "handed_over.h"
 #include "mlutl_support.h"
 #include "octets.h"
 #include "platform_double.h"
@@ -51,28 +52,14 @@ std::string model(const std::string& name, std::string_view text, long line)
     return result;
 }
 
-struct Result {
-    int code;
-    std::string text;
-};
-
-// The outputs must be cleared on failure, and a block of the exact size with a NUL on success.
-Result encode(int set, std::string_view in, int line)
+HandedOver encode(int set, std::string_view in, int line)
 {
     const ExactCopy input(in);
     char* out = const_cast<char*>("before");
     long length = 5;
     const int code = CntsMLUTLMimeUtility::ToMimeEncode(static_cast<CharSet>(set), input.data(),
                                                         input.length(), out, length, line);
-    if (code == 0) {
-        EXPECT_EQ(nullptr, out);
-        EXPECT_EQ(0, length);
-        return {0, ""};
-    }
-    const Taken taken(out);
-    EXPECT_EQ(length + 1, PlatformDouble::block_size(out));
-    EXPECT_EQ('\0', out[length]);
-    return {code, taken.octets(length)};
+    return handed_over(code, out, length);
 }
 
 TEST(EncodedWord, ConstantsAreThoseOfTheGrammar)
@@ -108,7 +95,7 @@ TEST(ToMimeEncode, EncodesKnownTexts)
     };
     PlatformDouble platform;
     for (const auto& c : cases) {
-        const Result got = encode(c.set, c.in, c.line);
+        const HandedOver got = encode(c.set, c.in, c.line);
         EXPECT_EQ(1, got.code) << c.label;
         EXPECT_EQ(c.out, got.text) << c.label;
     }
@@ -131,7 +118,7 @@ TEST(ToMimeEncode, AgreesWithTheModelForEveryLengthAndLine)
     for (std::size_t length = 0; length <= 150; ++length) {
         const std::string text = random.octets(length);
         for (int line = 0; line <= 100; ++line) {
-            const Result got = encode(kUtf8, text, line);
+            const HandedOver got = encode(kUtf8, text, line);
             ASSERT_EQ(1, got.code);
             ASSERT_EQ(model("utf-8", text, line), got.text) << length << " octets, line " << line;
         }
@@ -295,7 +282,7 @@ void expect_failures(int set, const char* in, int line, const std::vector<Failur
         for (const std::string& trace : failure.traces)
             platform.expect_trace(trace);
         platform.fail_allocation(failure.nth);
-        const Result got = encode(set, in, line);
+        const HandedOver got = encode(set, in, line);
         EXPECT_TRUE(platform.allocation_failed());
         EXPECT_EQ(failure.code, got.code);
         EXPECT_EQ(failure.text, got.text);
