@@ -97,6 +97,8 @@ run_tests() {
     passed=$((passed + ${counts% *}))
     failed=$((failed + ${counts#* }))
     say "$preset-tests: ${counts% *} passed, ${counts#* } failed, $((SECONDS - began)) s"
+    # What a test counted itself.
+    sed -n 's/^.*\(sweep: [0-9]* faults in [0-9]* scenarios\).*$/test: '"$preset"' \1/p' "$results"
 }
 
 build_and_test() {

@@ -19,6 +19,7 @@ constexpr std::size_t kRoom = 256;  // entries
 
 std::atomic<PlatformDouble::State*> active{nullptr};
 unsigned long mark_at_start = 0;
+thread_local int inside = 0;  // nested functions of the platform
 
 using Guard = std::lock_guard<std::mutex>;
 
@@ -29,10 +30,78 @@ PlatformDouble::State* active_state()
     return active.load();
 }
 
+const char* name_of(Call call)
+{
+    switch (call) {
+    case Call::allocate:
+        return "allocate";
+    case Call::reallocate:
+        return "reallocate";
+    case Call::sem_create:
+        return "sem_create";
+    case Call::sem_request:
+        return "sem_request";
+    case Call::sem_release:
+        return "sem_release";
+    case Call::init:
+        return "init";
+    case Call::call:
+        return "call";
+    case Call::term:
+        return "term";
+    case Call::pool_alloc:
+        return "pool_alloc";
+    case Call::pool_free:
+        return "pool_free";
+    case Call::sub_alloc:
+        return "sub_alloc";
+    case Call::convert:
+        return "convert";
+    case Call::local_time:
+        return "local_time";
+    case Call::vector_add:
+        return "vector_add";
+    case Call::vector_remove:
+        return "vector_remove";
+    }
+    return "?";
+}
+
+std::uint32_t PlatformDouble::State::scripted_failure(Call call)
+{
+    // Each counts on, whichever of them lets the call fail.
+    const auto found = failures.find(call);
+    const bool own = found != failures.end() && found->second.countdown.hit();
+    const bool any = any_failure.countdown.hit();
+    if (failure_from.countdown.left > 1) {
+        --failure_from.countdown.left;
+    } else if (failure_from.countdown.left == 1) {
+        return failure_from.code;
+    }
+    if (own) return found->second.code;
+    return any ? any_failure.code : 0;
+}
+
 std::uint32_t PlatformDouble::State::failure_of(Call call)
 {
-    const auto found = failures.find(call);
-    return found != failures.end() && found->second.countdown.hit() ? found->second.code : 0;
+    const std::uint32_t code = scripted_failure(call);
+    call_records.push_back(CallRecord{call, code != 0});
+    return code;
+}
+
+InsidePlatform::InsidePlatform()
+{
+    ++inside;
+}
+
+InsidePlatform::~InsidePlatform()
+{
+    --inside;
+}
+
+bool PlatformDouble::is_inside()
+{
+    return inside > 0;
 }
 
 void PlatformDouble::State::log(const std::string& text)
@@ -47,6 +116,7 @@ PlatformDouble::PlatformDouble() : state_(std::make_unique<State>())
     // Room enough that a test whose operator new fails finds no block made and not noted.
     state_->calls.reserve(kRoom);
     state_->pool_blocks.reserve(kRoom);
+    state_->call_records.reserve(kRoom);
     State* nobody = nullptr;
     if (!active.compare_exchange_strong(nobody, state_.get())) {
         ADD_FAILURE() << "a second PlatformDouble while one lives";
@@ -120,6 +190,24 @@ void PlatformDouble::fail_call(Call call, int nth, std::uint32_t code)
 {
     const Guard guard(state_->lock);
     state_->failures[call] = State::Failure{Countdown{nth}, code};
+}
+
+void PlatformDouble::fail_any_call(int nth, std::uint32_t code)
+{
+    const Guard guard(state_->lock);
+    state_->any_failure = State::Failure{Countdown{nth}, code};
+}
+
+void PlatformDouble::fail_any_calls_from(int nth, std::uint32_t code)
+{
+    const Guard guard(state_->lock);
+    state_->failure_from = State::Failure{Countdown{nth}, code};
+}
+
+std::vector<CallRecord> PlatformDouble::take_call_records()
+{
+    const Guard guard(state_->lock);
+    return std::exchange(state_->call_records, {});
 }
 
 std::vector<std::string> PlatformDouble::calls() const

@@ -18,8 +18,10 @@
 
 namespace velorin_test {
 
-// What can be made to fail by fail_call. The heap has calls of its own: fail_allocation.
+// What can be made to fail by fail_call and fail_any_call. The heap has calls of its own too: fail_allocation.
 enum class Call {
+    allocate,    // MemAllocate gives null, whatever the code
+    reallocate,  // MemReallocate gives null, whatever the code
     sem_create,
     sem_request,
     sem_release,  // the semaphore is free afterwards all the same
@@ -33,6 +35,15 @@ enum class Call {
     local_time,     // emwCLBLocalTime_r gives null, whatever the code
     vector_add,     // CutlCPLBMVector::Add gives 0, whatever the code
     vector_remove,  // CutlCPLBMVector::Remove gives 0, whatever the code
+};
+
+// The name as it stands above.
+const char* name_of(Call call);
+
+// One call that could have been made to fail.
+struct CallRecord {
+    Call call;
+    bool failed;
 };
 
 // One emwGENPacketClntCall as it came in.
@@ -86,6 +97,15 @@ public:
 
     // --- failures of other calls
     void fail_call(Call call, int nth, std::uint32_t code = 0xBAD);  // the nth from now, 1 the next; 0: none
+
+    // All kinds of Call are counted together here, in the order in which they are made.
+    void fail_any_call(int nth, std::uint32_t code = 0xBAD);        // the nth from now; 0: none
+    void fail_any_calls_from(int nth, std::uint32_t code = 0xBAD);  // it and every later one; 0: none
+    std::vector<CallRecord> take_call_records();  // those since the last time; the double forgets them
+
+    // True while this thread is inside a function of the platform that a double serves: what such a function
+    // allocates is the test's business, not the library's.
+    static bool is_inside();
 
     // --- the log: every call but those of the heap, the trace and the vector, in order, as
     //   guard                       guard_released

@@ -48,6 +48,9 @@ public:
     bool keep_heap_blocks = false;
 
     std::map<Call, Failure> failures;
+    Failure any_failure;
+    Failure failure_from;  // its countdown stays at 1
+    std::vector<CallRecord> call_records;
     std::vector<std::string> calls;
     std::size_t vector_calls = 0;
     std::size_t held_semaphores = 0;
@@ -74,10 +77,22 @@ public:
     std::optional<std::tm> local_time;
     Converter converter;
 
-    // With the lock held.
+    // Counts a call, with the lock held.
     //   result  the code to return; 0 when the call is not to fail
     std::uint32_t failure_of(Call call);
     void log(const std::string& text);
+
+private:
+    std::uint32_t scripted_failure(Call call);
+};
+
+// While it lives, the thread is inside a function of the platform.
+class InsidePlatform {
+public:
+    InsidePlatform();
+    ~InsidePlatform();
+    InsidePlatform(const InsidePlatform&) = delete;
+    InsidePlatform& operator=(const InsidePlatform&) = delete;
 };
 
 // The double that lives, or null.

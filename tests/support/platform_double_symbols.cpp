@@ -27,6 +27,7 @@ using velorin_test::Answer;
 using velorin_test::Call;
 using velorin_test::Exchange;
 using velorin_test::Handler;
+using velorin_test::InsidePlatform;
 using State = velorin_test::PlatformDouble::State;
 using Guard = std::lock_guard<std::mutex>;
 
@@ -96,7 +97,7 @@ void* make_pool_block(State& state, std::uint32_t size)
 
 // Counts an allocation of the heap.
 //   result  true when it is to fail
-bool allocation_fails()
+bool allocation_fails(Call call)
 {
     State* const state = active_state();
     if (state == nullptr) return false;
@@ -107,6 +108,7 @@ bool allocation_fails()
         ++state->allocations;
         if (state->throwing_allocation.hit()) thrown = state->thrown_text;
         if (state->failing_allocation.hit()) fails = true;
+        if (state->failure_of(call) != 0) fails = true;
         if (state->failing_from == 1) fails = true;
         if (state->failing_from > 1) --state->failing_from;
         if (fails || thrown != nullptr) state->allocation_failed = true;
@@ -121,16 +123,19 @@ bool allocation_fails()
 
 void* CutlCPLBOSBoundary::MemAllocate(std::size_t size)
 {
-    return allocation_fails() ? nullptr : velorin_test::heap_allocate(size);
+    const InsidePlatform inside;
+    return allocation_fails(Call::allocate) ? nullptr : velorin_test::heap_allocate(size);
 }
 
 void* CutlCPLBOSBoundary::MemReallocate(void* block, std::size_t size)
 {
-    return allocation_fails() ? nullptr : velorin_test::heap_reallocate(block, size);
+    const InsidePlatform inside;
+    return allocation_fails(Call::reallocate) ? nullptr : velorin_test::heap_reallocate(block, size);
 }
 
 void CutlCPLBOSBoundary::MemFree(void* block)
 {
+    const InsidePlatform inside;
     velorin_test::heap_free(block);
 }
 
@@ -138,6 +143,7 @@ void CutlCPLBOSBoundary::MemFree(void* block)
 
 OSW_Thread_Guard::OSW_Thread_Guard()
 {
+    const InsidePlatform inside;
     static auto* const real = next<void(void*)>("_ZN16OSW_Thread_GuardC1Ev");
     real(this);
     if (State* const state = active_state()) {
@@ -148,6 +154,7 @@ OSW_Thread_Guard::OSW_Thread_Guard()
 
 OSW_Thread_Guard::~OSW_Thread_Guard()
 {
+    const InsidePlatform inside;
     static auto* const real = next<void(void*)>("_ZN16OSW_Thread_GuardD1Ev");
     if (State* const state = active_state()) {
         const Guard guard(state->lock);
@@ -160,6 +167,7 @@ OSW_Thread_Guard::~OSW_Thread_Guard()
 
 int CutlCPLBMVector::Add(long index, void* item)
 {
+    const InsidePlatform inside;
     static auto* const real = next<int(CutlCPLBMVector*, long, void*)>("_ZN15CutlCPLBMVector3AddElPv");
     if (State* const state = active_state()) {
         const Guard guard(state->lock);
@@ -171,6 +179,7 @@ int CutlCPLBMVector::Add(long index, void* item)
 
 int CutlCPLBMVector::Remove(long index)
 {
+    const InsidePlatform inside;
     static auto* const real = next<int(CutlCPLBMVector*, long)>("_ZN15CutlCPLBMVector6RemoveEl");
     if (State* const state = active_state()) {
         const Guard guard(state->lock);
@@ -186,6 +195,7 @@ extern "C" {
 
 void emwGENTrcPrintf(std::uint32_t module, std::uint32_t level, std::uint32_t option, const char* format, ...)
 {
+    const InsidePlatform inside;
     std::va_list arguments;
     va_start(arguments, format);
     std::va_list again;
@@ -215,6 +225,7 @@ void emwGENTrcPrintf(std::uint32_t module, std::uint32_t level, std::uint32_t op
 
 std::uint32_t emwOSWCreateMutexSem(std::uint32_t* semid, std::uint32_t option, std::uint32_t count)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwOSWCreateMutexSem)>("emwOSWCreateMutexSem");
     if (State* const state = active_state()) {
         const Guard guard(state->lock);
@@ -227,6 +238,7 @@ std::uint32_t emwOSWCreateMutexSem(std::uint32_t* semid, std::uint32_t option, s
 
 std::uint32_t emwOSWRequestMutexSem(std::uint32_t semid, std::int32_t timeout)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwOSWRequestMutexSem)>("emwOSWRequestMutexSem");
     State* const state = active_state();
     if (state == nullptr) return real(semid, timeout);
@@ -247,6 +259,7 @@ std::uint32_t emwOSWRequestMutexSem(std::uint32_t semid, std::int32_t timeout)
 
 std::uint32_t emwOSWReleaseMutexSem(std::uint32_t semid)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwOSWReleaseMutexSem)>("emwOSWReleaseMutexSem");
     State* const state = active_state();
     if (state == nullptr) return real(semid);
@@ -266,6 +279,7 @@ std::uint32_t emwOSWReleaseMutexSem(std::uint32_t semid)
 
 std::uint32_t emwOSWOrgAllocMemPart(std::uint32_t pool, void** block, std::uint32_t size)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwOSWOrgAllocMemPart)>("emwOSWOrgAllocMemPart");
     State* const state = active_state();
     if (state == nullptr) return real(pool, block, size);
@@ -280,6 +294,7 @@ std::uint32_t emwOSWOrgAllocMemPart(std::uint32_t pool, void** block, std::uint3
 
 std::uint32_t emwOSWOrgFreeMemPart(std::uint32_t pool, void* block)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwOSWOrgFreeMemPart)>("emwOSWOrgFreeMemPart");
     State* const state = active_state();
     if (state == nullptr) return real(pool, block);
@@ -298,6 +313,7 @@ std::uint32_t emwOSWOrgFreeMemPart(std::uint32_t pool, void* block)
 
 std::uint32_t emwOSWSubAllocMem(void** block, std::uint32_t size)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwOSWSubAllocMem)>("emwOSWSubAllocMem");
     State* const state = active_state();
     if (state == nullptr) return real(block, size);
@@ -314,6 +330,7 @@ std::uint32_t emwOSWSubAllocMem(void** block, std::uint32_t size)
 
 std::uint32_t emwGENPacketClntInit(const char* endpoint, std::uint32_t* handle)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwGENPacketClntInit)>("emwGENPacketClntInit");
     State* const state = active_state();
     if (state == nullptr) return real(endpoint, handle);
@@ -332,6 +349,7 @@ std::uint32_t emwGENPacketClntCall(std::uint32_t handle, const void* request, st
                                    void* buffer, std::uint32_t buffer_size, std::uint32_t* received_length,
                                    std::int32_t timeout)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwGENPacketClntCall)>("emwGENPacketClntCall");
     State* const state = active_state();
     if (state == nullptr) {
@@ -383,6 +401,7 @@ std::uint32_t emwGENPacketClntCall(std::uint32_t handle, const void* request, st
 
 std::uint32_t emwGENPacketClntTerm(std::uint32_t handle)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwGENPacketClntTerm)>("emwGENPacketClntTerm");
     State* const state = active_state();
     if (state == nullptr) return real(handle);
@@ -397,6 +416,7 @@ std::uint32_t emwGENPacketClntTerm(std::uint32_t handle)
 
 struct tm* emwCLBLocalTime_r(const time_t* seconds, struct tm* out)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(emwCLBLocalTime_r)>("emwCLBLocalTime_r");
     if (State* const state = active_state()) {
         const Guard guard(state->lock);
@@ -412,6 +432,7 @@ struct tm* emwCLBLocalTime_r(const time_t* seconds, struct tm* out)
 std::uint32_t utl_lib_convert_encode(UTL_LIB_CHGC_ENCODE_TYPE from, UTL_LIB_CHGC_ENCODE_TYPE to,
                                      UTL_LIB_CHGC_REQUEST* request)
 {
+    const InsidePlatform inside;
     static auto* const real = next<decltype(utl_lib_convert_encode)>("utl_lib_convert_encode");
     velorin_test::Converter converter;
     if (State* const state = active_state()) {

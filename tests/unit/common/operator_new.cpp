@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "platform_double.h"
+
 namespace velorin_test {
 
 namespace {
@@ -14,6 +16,7 @@ struct alignas(std::max_align_t) Head {
     bool watched;
     bool nothrow;
     bool served;
+    unsigned tracked;  // the number of the count that the block belongs to; 0: none
 };
 
 std::atomic<std::size_t> watched_size{0};
@@ -26,6 +29,16 @@ std::atomic<long> nothrow_live{0};
 std::function<void*(std::size_t)> served_from;
 std::function<void(void*)> given_back;
 bool serving = false;
+int sparing = 0;
+int failing_any = 0;
+bool failed_any = false;
+unsigned tracking = 0;  // counts the calls of track_news
+long tracked_live = 0;
+
+bool is_spared()
+{
+    return sparing > 0 || PlatformDouble::is_inside();
+}
 
 void* dress(void* raw, std::size_t size, bool nothrow, bool served)
 {
@@ -33,6 +46,8 @@ void* dress(void* raw, std::size_t size, bool nothrow, bool served)
     head->watched = size == watched_size.load();
     head->nothrow = nothrow;
     head->served = served;
+    head->tracked = tracking != 0 && !is_spared() ? tracking : 0;
+    if (head->tracked != 0) ++tracked_live;
     if (head->watched) ++watched_live;
     if (nothrow) ++nothrow_live;
     return head + 1;
@@ -57,6 +72,7 @@ void release(void* block)
     Head* const head = static_cast<Head*>(block) - 1;
     if (head->watched) --watched_live;
     if (head->nothrow) --nothrow_live;
+    if (head->tracked != 0 && head->tracked == tracking) --tracked_live;
     if (head->served) {
         given_back(head);
     } else {
@@ -78,6 +94,45 @@ long live_news()
 bool fails_now()
 {
     return failing.load() > 0 && --failing == 0;
+}
+
+bool any_fails_now()
+{
+    if (failing_any == 0 || is_spared() || --failing_any > 0) return false;
+    failed_any = true;
+    return true;
+}
+
+SparedNews::SparedNews()
+{
+    ++sparing;
+}
+
+SparedNews::~SparedNews()
+{
+    --sparing;
+}
+
+void fail_any_new(int nth)
+{
+    failing_any = nth;
+    failed_any = false;
+}
+
+bool any_new_failed()
+{
+    return failed_any;
+}
+
+void track_news()
+{
+    ++tracking;
+    tracked_live = 0;
+}
+
+long live_tracked_news()
+{
+    return tracked_live;
 }
 
 void fail_new(int nth)
@@ -111,7 +166,8 @@ void serve_nothrow_new_as_usual()
 
 void* operator new(std::size_t size)
 {
-    void* const block = velorin_test::fails_now() ? nullptr : velorin_test::allocate(size, false);
+    const bool fails = velorin_test::fails_now() || velorin_test::any_fails_now();
+    void* const block = fails ? nullptr : velorin_test::allocate(size, false);
     if (block == nullptr) throw std::bad_alloc();
     return block;
 }
@@ -123,12 +179,12 @@ void* operator new[](std::size_t size)
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
-    return velorin_test::allocate(size, true);
+    return velorin_test::any_fails_now() ? nullptr : velorin_test::allocate(size, true);
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
 {
-    return velorin_test::allocate(size, false);
+    return velorin_test::any_fails_now() ? nullptr : velorin_test::allocate(size, false);
 }
 
 void operator delete(void* block) noexcept

@@ -19,6 +19,24 @@ void fail_new(int nth);
 void fail_nothrow_new(int nth);
 long live_nothrow_news();  // made and not yet deleted
 
+// Requests of any form that the test itself or a function of the platform double makes are no concern of the three
+// below: the double's are spared always, the test's own while a SparedNews lives. They are used by one thread only.
+class SparedNews {
+public:
+    SparedNews();
+    ~SparedNews();
+    SparedNews(const SparedNews&) = delete;
+    SparedNews& operator=(const SparedNews&) = delete;
+};
+
+// The nth request of any form from now fails, 1 the next: a throwing one throws, a nothrow one gives null. 0: none.
+void fail_any_new(int nth);
+bool any_new_failed();  // since fail_any_new was called
+
+// Blocks made since track_news() and not yet deleted.
+void track_news();
+long live_tracked_news();
+
 // Where the next nothrow requests land.
 //   source  gives the address of at least `size` octets, aligned for every type; null: the usual heap serves.
 //           What it gave is handed to `taken_back` when it is deleted

@@ -295,6 +295,66 @@ TEST(PlatformDoubleOther, ReplacesVectorTimeAndConverter)
     EXPECT_EQ(utl_lib_convert_encode(3, 4, &request), 7u);
 }
 
+namespace {
+
+// An allocation, a vector's Add, a pool's block and its end; each that fails leaves out what follows from it.
+std::string tried(PlatformDouble& platform)
+{
+    void* const block = CutlCPLBOSBoundary::MemAllocate(1);
+    CutlCPLBOSBoundary::MemFree(block);
+    CutlCPLBMVector vector;
+    const int added = vector.Add(0, &vector);
+    void* pool_block = nullptr;
+    const std::uint32_t code = emwOSWOrgAllocMemPart(0, &pool_block, 1);
+    if (pool_block != nullptr) emwOSWOrgFreeMemPart(0, pool_block);
+    std::string records;
+    for (const velorin_test::CallRecord& record : platform.take_call_records())
+        records += std::string(velorin_test::name_of(record.call)) + (record.failed ? "! " : " ");
+    EXPECT_EQ(block == nullptr, records.find("allocate!") == 0);
+    EXPECT_EQ(added == 0, records.find("vector_add!") != std::string::npos);
+    EXPECT_EQ(code, records.find("pool_alloc!") != std::string::npos ? 0xBADu : 0u);
+    return records;
+}
+
+}  // namespace
+
+TEST(PlatformDoubleAnyCall, FailsTheNthOfAllKinds)
+{
+    PlatformDouble platform;
+    EXPECT_EQ(tried(platform), "allocate vector_add pool_alloc pool_free ");
+    platform.fail_any_call(1);
+    EXPECT_EQ(tried(platform), "allocate! vector_add pool_alloc pool_free ");
+    platform.fail_any_call(3);
+    EXPECT_EQ(tried(platform), "allocate vector_add pool_alloc! ");
+    platform.fail_any_call(5);
+    EXPECT_EQ(tried(platform), "allocate vector_add pool_alloc pool_free ");
+    EXPECT_EQ(tried(platform), "allocate! vector_add pool_alloc pool_free ") << "it counts on";
+}
+
+TEST(PlatformDoubleAnyCall, FailsAllFromTheNth)
+{
+    PlatformDouble platform;
+    platform.fail_any_calls_from(2);
+    EXPECT_EQ(tried(platform), "allocate vector_add! pool_alloc! ");
+    EXPECT_EQ(tried(platform), "allocate! vector_add! pool_alloc! ");
+    platform.fail_any_calls_from(0);
+    EXPECT_EQ(tried(platform), "allocate vector_add pool_alloc pool_free ");
+}
+
+TEST(PlatformDoubleAnyCall, KnowsWhenItIsInside)
+{
+    PlatformDouble platform;
+    bool was_inside = false;
+    platform.converter([&](UTL_LIB_CHGC_ENCODE_TYPE, UTL_LIB_CHGC_ENCODE_TYPE, UTL_LIB_CHGC_REQUEST*) {
+        was_inside = PlatformDouble::is_inside();
+        return 0u;
+    });
+    UTL_LIB_CHGC_REQUEST request = {};
+    EXPECT_EQ(utl_lib_convert_encode(0, 7, &request), 0u);
+    EXPECT_TRUE(was_inside);
+    EXPECT_FALSE(PlatformDouble::is_inside());
+}
+
 TEST(PlatformDoubleOther, PassesOnWithoutADouble)
 {
     void* block = nullptr;
