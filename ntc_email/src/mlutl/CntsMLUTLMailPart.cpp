@@ -125,9 +125,11 @@ int CntsMLUTLMailPart::CopyPart(const CntsMLUTLMailPart& source)
     m_cFIleName = source.m_cFIleName;
     m_cExtension = source.m_cExtension;
     m_cOther = source.m_cOther;
-    m_nLength = source.m_nLength;
     m_bIsTerminate = source.m_bIsTerminate;
-    if (source.m_nLength <= 0) return 1;
+    if (source.m_nLength <= 0) {
+        m_nLength = source.m_nLength;
+        return 1;
+    }
 
     const std::size_t size = source.m_pBuffer != nullptr ? grown_size(source.m_nLength, 0) : 0;
     char* const copy = size != 0 ? static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(size)) : nullptr;
@@ -140,6 +142,7 @@ int CntsMLUTLMailPart::CopyPart(const CntsMLUTLMailPart& source)
     copy[size - 1] = '\0';
     CutlCPLBOSBoundary::MemFree(m_pBuffer);
     m_pBuffer = copy;
+    m_nLength = source.m_nLength;  // only now: the heap may have thrown
     return 1;
 }
 

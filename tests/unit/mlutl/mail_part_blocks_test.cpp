@@ -1,7 +1,9 @@
+#include <memory>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "CntsMLUTLMailException.h"
 #include "CntsMLUTLMailPart.h"
 #include "mlutl_support.h"
 #include "octets.h"
@@ -298,6 +300,34 @@ TEST(MailPartFaxMarker, MayBeNull)
     EXPECT_EQ("(null)", text_of(part.m_cContentCIAJWNETFAX));
     EXPECT_EQ(0, part.IsIgnoreContentCIAJWNETFAX());
     EXPECT_EQ(0, part.GetContentCIAJWNETFAXSource(out));
+}
+
+// A longer queue is copied over a shorter one, and the heap throws: what is queued is still what there is.
+TEST(MailPartCopy, KeepsItsQueueWhenTheHeapThrows)
+{
+    PlatformDouble platform;
+    const auto queue = [](CntsMLUTLMailPart& part, const char* text) {
+        void* block = platform_block(text);
+        long length = static_cast<long>(std::string(text).size());
+        ASSERT_EQ(1, part.SetBuffer(block, length));
+    };
+    CntsMLUTLMailPart longer;
+    queue(longer, "a queue that is longer than the other");
+    CntsMLUTLMailPart part;
+    queue(part, "short");
+    platform.throw_on_allocation(1, "thrown by the heap");
+    try {
+        part.CopyPart(longer);
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (velorin::CntsMLUTLMailException* thrown) {
+        const std::unique_ptr<velorin::CntsMLUTLMailException> failure(thrown);
+    }
+    EXPECT_EQ(5, part.m_nLength);
+    void* block = nullptr;
+    long length = 0;
+    EXPECT_EQ(1, part.GetBuffer(block, length));
+    const Taken taken(block);
+    EXPECT_EQ("short", taken.octets(5));
 }
 
 }  // namespace
