@@ -1,9 +1,12 @@
 #include "sweep.h"
 
+#include <memory>
 #include <new>
 #include <utility>
 
 #include <gtest/gtest.h>
+
+#include "CntsMLUTLMailException.h"
 
 #include "malformed.h"
 #include "operator_new.h"
@@ -12,6 +15,7 @@ namespace velorin_test::sweep {
 
 namespace {
 
+constexpr const char* kThrownText = "thrown by the platform";
 constexpr int kMostCalls = 3000;  // in one operation; a loop that never ends is a failure
 
 struct Injection {
@@ -19,6 +23,7 @@ struct Injection {
     int nth = 0;       // platform call that fails
     int from = 0;      // and all later ones
     int new_nth = 0;   // request of operator new that fails
+    int thrown = 0;    // allocation of the platform's heap that throws
     int exchange = 0;  // whose answer is replaced, 1 the first
     Answer answer = {};
 };
@@ -101,6 +106,7 @@ private:
     long attempt_in(PlatformDouble& platform, const Injection& injection, bool& met);
     long check_without_memory(const Trial& trial, PlatformDouble& platform, const Outcome& outcome,
                               bool threw);
+    void check_thrown(PlatformDouble& platform, bool threw, bool met);
     void carry_out_again(const Trial& trial, PlatformDouble& platform);
 
     const Scenario& scenario_;
@@ -137,24 +143,32 @@ long Sweeper::attempt_in(PlatformDouble& platform, const Injection& injection, b
     if (injection.from > 0) platform.fail_any_calls_from(injection.from, kFaultCode);
     Outcome outcome;
     bool threw = false;
+    platform.throw_on_allocation(injection.thrown, kThrownText);
     fail_any_new(injection.new_nth);
     try {
         trial.run(outcome);
     } catch (const std::bad_alloc&) {
         threw = true;
+    } catch (velorin::CntsMLUTLMailException* thrown) {
+        const std::unique_ptr<velorin::CntsMLUTLMailException> failure(thrown);
+        threw = true;
     }
-    met = any_new_failed() || service.replaced();
+    met = any_new_failed() || service.replaced() || platform.allocation_failed();
+    platform.throw_on_allocation(0, nullptr);
     fail_any_new(0);
     platform.fail_any_call(0);
     platform.fail_any_calls_from(0);
     platform.on_exchange([](const Exchange&) { return Answer{}; });
 
     const SparedNews spared;
-    EXPECT_TRUE(!threw || injection.new_nth > 0) << "std::bad_alloc, and no operator new failed";
+    EXPECT_TRUE(!threw || injection.new_nth > 0 || injection.thrown > 0)
+        << "an exception that nothing caused";
     exchanges = service.exchanges;
     long kept = 0;
     if (injection.new_nth > 0) {
         kept = check_without_memory(trial, platform, outcome, threw);
+    } else if (injection.thrown > 0) {
+        check_thrown(platform, threw, met);
     } else {
         std::vector<CallRecord> records = platform.take_call_records();
         for (const CallRecord& record : records)
@@ -206,6 +220,19 @@ long Sweeper::check_without_memory(const Trial& trial, PlatformDouble& platform,
     }
     ADD_FAILURE() << "without memory it gave\n" << outcome.text() << "and traced\n" << joined(lines);
     return 0;
+}
+
+// An operation that catches the exception says so in one line; nothing else may be different then.
+void Sweeper::check_thrown(PlatformDouble& platform, bool threw, bool met)
+{
+    std::vector<std::string> lines = platform.take_traces();
+    std::size_t told = 0;
+    for (const std::string& line : lines) {
+        if (line.find(kThrownText) != std::string::npos ||
+            line.find("Exception occured") != std::string::npos)
+            ++told;
+    }
+    EXPECT_EQ(told, met && !threw ? 1u : 0u) << joined(lines);
 }
 
 void Sweeper::carry_out_again(const Trial& trial, PlatformDouble& platform)
@@ -282,6 +309,10 @@ Counts sweep(const Scenario& scenario)
     if (testing::Test::HasFailure()) return counts;
     counts.memory = until_none_is_left(sweeper, [](int nth) {
         return Injection{"operator new " + std::to_string(nth) + " fails", 0, 0, nth};
+    });
+    if (testing::Test::HasFailure()) return counts;
+    counts.thrown = until_none_is_left(sweeper, [](int nth) {
+        return Injection{"allocation " + std::to_string(nth) + " throws", 0, 0, 0, nth};
     });
     return counts;
 }

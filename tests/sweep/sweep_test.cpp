@@ -27,7 +27,7 @@ public:
     {
         std::cout << "sweep: " << total.all() << " faults in " << scenarios_run << " scenarios ("
                   << total.platform << " single calls, " << total.from << " from a call on, " << total.answers
-                  << " answers, " << total.memory << " of operator new)\n";
+                  << " answers, " << total.memory << " of operator new, " << total.thrown << " thrown)\n";
         const testing::UnitTest& program = *testing::UnitTest::GetInstance();
         if (program.test_to_run_count() != program.total_test_count()) return;
         EXPECT_GE(total.all(), kLeastFaults);
@@ -47,6 +47,7 @@ TEST_P(Sweep, HoldsUnderEveryFault)
     total.from += counts.from;
     total.answers += counts.answers;
     total.memory += counts.memory;
+    total.thrown += counts.thrown;
     ++scenarios_run;
     RecordProperty("faults", static_cast<int>(counts.all()));
 }
