@@ -1,4 +1,4 @@
-// The list of the mails of a mailbox, and its entries.
+// The list of the mails of a mailbox.
 #include <climits>
 #include <memory>
 #include <string>
@@ -21,7 +21,6 @@ using velorin_test::entry;
 using velorin_test::info;
 using velorin_test::list_line;
 using velorin_test::PlatformDouble;
-using velorin_test::text_of;
 using velorin_test::text_of_entry;
 
 namespace {
@@ -48,42 +47,6 @@ protected:
 };
 
 }  // namespace
-
-TEST(MailInfo, BeginsUnset)
-{
-    const CntsPOP3MailInfo info;
-    EXPECT_EQ(text_of_entry(&info), "0::0:0");
-    EXPECT_TRUE(std::has_virtual_destructor<CntsPOP3MailInfo>::value);
-    EXPECT_TRUE((std::is_base_of<CutlCPLBObject, CntsPOP3MailInfo>::value));
-}
-
-TEST(MailInfo, StoresWhatItIsGiven)
-{
-    const CntsPOP3MailInfo info(-7, "UID 1", 2147483647, 99);
-    EXPECT_EQ(text_of_entry(&info), "-7:UID 1:2147483647:99");
-    const CntsPOP3MailInfo smallest(INT_MIN, "", -2147483647 - 1, INT_MIN);
-    EXPECT_EQ(text_of_entry(&smallest), "-2147483648::-2147483648:-2147483648");
-}
-
-TEST(MailInfo, AUniqueIdThatIsNullBecomesEmpty)
-{
-    const CntsPOP3MailInfo info(1, nullptr, 2, 3);
-    EXPECT_EQ(text_of_entry(&info), "1::2:3");
-}
-
-TEST(MailInfo, AssignmentCopiesEveryMember)
-{
-    CntsPOP3MailInfo target(9, "old", 9, 9);
-    {
-        CntsPOP3MailInfo source(1, "new", 2, 3);
-        EXPECT_EQ(&(target = source), &target);
-        source.m_cUniqId.CopyString("changed", -1);
-    }
-    EXPECT_EQ(text_of_entry(&target), "1:new:2:3");
-    CntsPOP3MailInfo& same = target;
-    target = same;
-    EXPECT_EQ(text_of_entry(&target), "1:new:2:3");
-}
 
 TEST_F(MailInfoList, BeginsEmptyWithItsMaximum)
 {
