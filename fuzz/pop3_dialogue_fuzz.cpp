@@ -2,6 +2,7 @@
 //   input   the octets that come at once, the room of an answer, a line of operations, a letter each, the server's turns
 #include <algorithm>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,7 +38,7 @@ public:
         settings.set_c_server("server.example");
         settings.set_c_user_id("user");
         session_ = std::make_unique<Pop3Session>(rules_, settings, last_reply_);
-        list_.set_n_max_list_size(20);
+        list_.set_n_max_list_size(200);
         mean(1, "");
     }
 
@@ -46,6 +47,7 @@ public:
         const std::size_t from = script_.sent().size();
         const std::uint32_t code = run(letter);
         check_code(code);
+        if (letter == 'c' && code == 0) forget_connection();
         check_commands(std::string_view(script_.sent()).substr(from), letter);
         outcome_ += letter + std::to_string(code) + ' ' + last_reply_->get() + '\n';
     }
@@ -54,6 +56,18 @@ public:
     std::string outcome() const { return outcome_ + script_.sent(); }
 
 private:
+    void forget_connection()
+    {
+        listed_ = false;
+        shown_.clear();
+    }
+
+    // What the caller has been shown of a server without unique ids.
+    void show(const Info& info)
+    {
+        if (info.c_uniq_id().empty()) shown_.insert(info.n_id());
+    }
+
     void mean(std::int32_t number, const std::string& uid)
     {
         mail_.Clear();
@@ -122,6 +136,8 @@ private:
         check_list(list_, answer, room_);
         if (code == 0 || code == kAnswerCut) {
             for (const Info& entry : answer.c_list())
+                show(entry);
+            for (const Info& entry : answer.c_list())
                 require(entry.n_id() > 0, "a listed mail has a number");
             list_ = answer;
             outcome_ += list_.SerializeAsString();
@@ -144,6 +160,7 @@ private:
         if (code == 0 || code == kAnswerCut) {
             require(next.n_id() > info_.n_id(), "the next mail has a higher number");
             info_ = next;
+            show(next);
         }
         return take_list(code, answer);
     }
@@ -169,7 +186,10 @@ private:
     void take_mail(const Mail& answer)
     {
         check_mail(answer, room_);
-        if (answer.has_c_mail_info()) *mail_.mutable_c_mail_info() = answer.c_mail_info();
+        if (answer.has_c_mail_info()) {
+            *mail_.mutable_c_mail_info() = answer.c_mail_info();
+            show(answer.c_mail_info());
+        }
         outcome_ += answer.SerializeAsString();
     }
 
@@ -197,8 +217,18 @@ private:
         return code;
     }
 
-    // Commands, each a line by itself, and none that deletes unasked.
-    static void check_commands(std::string_view commands, char letter)
+    // A number by itself may be another mail's by now.
+    void check_deletion(const std::string& number, char letter) const
+    {
+        require(letter == 'd' || letter == 'D', "nothing is deleted unasked");
+        require(listed_, "a mail is looked up on the connection on which it is deleted");
+        const bool has_id = letter == 'D' || !mail_.c_mail_info().c_uniq_id().empty();
+        require(has_id || shown_.count(std::stoi(number)) != 0,
+                "a mail without unique id is deleted if it was shown");
+    }
+
+    // Commands, each a line by itself.
+    void check_commands(std::string_view commands, char letter)
     {
         while (!commands.empty()) {
             const std::size_t end = commands.find("\r\n");
@@ -208,7 +238,8 @@ private:
                                 [](char octet) { return octet >= 0x20 && octet < 0x7F; }),
                     "a command holds nothing but printable characters");
             const std::string_view word = line.substr(0, 4);
-            require(word != "DELE" || letter == 'd' || letter == 'D', "nothing is deleted unasked");
+            if (word == "LIST") listed_ = true;
+            if (word == "DELE") check_deletion(std::string(line.substr(5)), letter);
             static const std::string_view known[] = {"STAT", "LIST", "UIDL", "RETR", "TOP ",
                                                      "DELE", "NOOP", "QUIT", "USER", "PASS"};
             require(std::find(std::begin(known), std::end(known), word) != std::end(known),
@@ -226,6 +257,8 @@ private:
     Info info_;
     List list_;
     std::string outcome_;
+    bool listed_ = false;           // on this connection
+    std::set<std::int32_t> shown_;  // on this connection, without unique id
 };
 
 std::string run(const std::string& operations, const std::string& turns, std::size_t step, std::size_t room)
