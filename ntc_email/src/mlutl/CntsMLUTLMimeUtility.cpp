@@ -205,8 +205,11 @@ void decode_groups(const unsigned char*& text, const unsigned char* end, char*& 
             from += 4;
             to += 3;
         }
-        if (end - from < 2 || from[0] != '\r' || from[1] != '\n') break;
-        from += 2;
+        const unsigned char* const line_end = from;
+        while (from != end && (*from == '\r' || *from == '\n')) {
+            ++from;
+        }
+        if (from == line_end) break;
     }
     text = from;
     octets = to;
