@@ -3,10 +3,9 @@
 #include "platform_api.h"
 
 // A text of octets that is either absent (null) or present, perhaps empty: the two never turn into each
-// other. Invariant: a text that is present has a buffer of its own with a NUL behind its last octet; the NUL
-// is not counted. A text given with a length may hold NUL octets. When memory runs out std::bad_alloc leaves
-// and the string keeps the text it had. One string is used by one thread at a time; constant operations of
-// one string may run at once.
+// other. Invariant: a text that is present has a NUL behind its last octet, which is not counted. A text given
+// with a length may hold NUL octets. When memory runs out std::bad_alloc leaves and the string keeps the text
+// it had. One string is used by one thread at a time; constant operations of one string may run at once.
 class NTC_PLATFORM_API CutlCPLBMString {
 public:
     CutlCPLBMString();  // no text
@@ -42,12 +41,11 @@ public:
     long GetLength() const;
 
 private:
-    NTC_PLATFORM_LOCAL char* room_for(long count);
-    NTC_PLATFORM_LOCAL void release();
+    NTC_PLATFORM_LOCAL void take(char* block, long capacity);
+    NTC_PLATFORM_LOCAL void set_length(long length);
     NTC_PLATFORM_LOCAL void append(const char* text, long count);
 
-    char* text_;  // null, the buffer of an empty text, or a block of the heap
+    char* text_;  // null, the buffer that empty texts share, or a block of the heap
     long length_;
     long capacity_;  // octets that fit, the NUL aside
-    char empty_;     // the buffer of an empty text: many are, and none of them is worth a block
 };

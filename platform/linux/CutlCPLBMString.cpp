@@ -25,6 +25,19 @@ long length_of(const char* text)
     return static_cast<long>(length);
 }
 
+// What all empty texts without room share: many are empty, and none of them is worth a block. Nobody writes to it.
+const char kEmptyText = '\0';
+
+char* new_text(long capacity)
+{
+    return capacity == 0 ? const_cast<char*>(&kEmptyText) : new char[static_cast<std::size_t>(capacity) + 1];
+}
+
+void free_text(char* text)
+{
+    if (text != &kEmptyText) delete[] text;
+}
+
 void copy_octets(char* to, const char* from, long count)
 {
     if (count > 0) std::memcpy(to, from, static_cast<std::size_t>(count));
@@ -37,7 +50,7 @@ bool is_trimmed(char octet)
 
 }  // namespace
 
-CutlCPLBMString::CutlCPLBMString() : text_(nullptr), length_(0), capacity_(0), empty_('\0') {}
+CutlCPLBMString::CutlCPLBMString() : text_(nullptr), length_(0), capacity_(0) {}
 
 CutlCPLBMString::CutlCPLBMString(const char* text) : CutlCPLBMString()
 {
@@ -62,31 +75,26 @@ CutlCPLBMString& CutlCPLBMString::operator=(const CutlCPLBMString& other)
 
 CutlCPLBMString::~CutlCPLBMString()
 {
-    release();
+    free_text(text_);
 }
 
 void CutlCPLBMString::CopyString(const char* text, long length)
 {
     if (text == nullptr) {
-        release();
-        text_ = nullptr;
+        take(nullptr, 0);
         length_ = 0;
-        capacity_ = 0;
         return;
     }
     const long count = length < 0 ? length_of(text) : length;
     if (count > kMaxLength) throw std::bad_alloc();
     if (text_ == nullptr || count > capacity_ || (capacity_ > kKeptRoom && count < capacity_ / 2)) {
-        char* const fresh = room_for(count);
+        char* const fresh = new_text(count);
         copy_octets(fresh, text, count);  // before the old block goes: `text` may lie in it
-        release();
-        text_ = fresh;
-        capacity_ = count;
+        take(fresh, count);
     } else if (count > 0) {
         std::memmove(text_, text, static_cast<std::size_t>(count));
     }
-    text_[count] = '\0';
-    length_ = count;
+    set_length(count);
 }
 
 CutlCPLBMString& CutlCPLBMString::operator+=(const char* text)
@@ -117,9 +125,10 @@ void CutlCPLBMString::TrimTop()
 void CutlCPLBMString::TrimBottom()
 {
     if (text_ == nullptr) return;
-    while (length_ > 0 && is_trimmed(text_[length_ - 1]))
-        --length_;
-    text_[length_] = '\0';
+    long length = length_;
+    while (length > 0 && is_trimmed(text_[length - 1]))
+        --length;
+    set_length(length);
 }
 
 void CutlCPLBMString::ToUpper()
@@ -140,15 +149,18 @@ long CutlCPLBMString::GetLength() const
     return length_;
 }
 
-// A buffer for a text of this length.
-char* CutlCPLBMString::room_for(long count)
+// Has another block from now on.
+void CutlCPLBMString::take(char* block, long capacity)
 {
-    return count == 0 ? &empty_ : new char[static_cast<std::size_t>(count) + 1];
+    free_text(text_);
+    text_ = block;
+    capacity_ = capacity;
 }
 
-void CutlCPLBMString::release()
+void CutlCPLBMString::set_length(long length)
 {
-    if (text_ != &empty_) delete[] text_;
+    length_ = length;
+    if (capacity_ > 0) text_[length] = '\0';
 }
 
 void CutlCPLBMString::append(const char* text, long count)
@@ -159,15 +171,12 @@ void CutlCPLBMString::append(const char* text, long count)
         // Twice the room, so that a text built piece by piece costs its length, not the square of it.
         const long doubled = capacity_ > kMaxLength / 2 ? kMaxLength : capacity_ * 2;
         const long room = std::max({total, doubled, kLeastRoom});
-        char* const grown = room_for(room);
+        char* const grown = new_text(room);
         copy_octets(grown, text_, length_);
         copy_octets(grown + length_, text, count);  // before the old block goes: `text` may lie in it
-        release();
-        text_ = grown;
-        capacity_ = room;
+        take(grown, room);
     } else if (count > 0) {
         std::memmove(text_ + length_, text, static_cast<std::size_t>(count));
     }
-    length_ = total;
-    text_[total] = '\0';
+    set_length(total);
 }
