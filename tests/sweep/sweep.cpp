@@ -9,6 +9,8 @@
 #include "CntsMLUTLMailException.h"
 
 #include "malformed.h"
+#include "ntc_email_esu_pop3_main_communicator.h"
+#include "ntc_email_esu_smtp_main_communicator.h"
 #include "operator_new.h"
 
 namespace velorin_test::sweep {
@@ -193,7 +195,12 @@ long Sweeper::attempt_in(PlatformDouble& platform, const Injection& injection, b
         has_good_ = true;
     }
     EXPECT_EQ(platform.open_channels(), 0u);
-    EXPECT_EQ(platform.held_semaphores(), 0u);
+    if (platform.held_semaphores() != 0) {
+        // Nobody is to wait for it: later scenarios have semaphores of their own.
+        ADD_FAILURE() << "a semaphore is held";
+        velorin::ntc_email_esu_smtp_main_communicator::_semid = 0;
+        velorin::ntc_email_esu_pop3_main_communicator::_semid = 0;
+    }
     const bool is_changed = !threw && good_.admits(outcome);
     const bool is_repeated = scenario_.again == Again::always || scenario_.again == Again::as_modelled ||
                              (scenario_.again == Again::after_failure && !is_changed);
