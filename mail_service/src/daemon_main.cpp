@@ -64,7 +64,8 @@ void keep_secrets()
 }
 
 // An exchange holds several blocks of a slice's size and frees them all when it is over. Given back to the
-// system each time and taken again as fresh pages, they cost more than sending them does.
+// system each time and taken again as fresh pages, they cost more than sending them does. It goes back when nobody calls: the
+// heap of every thread keeps as much, and more where small blocks stand between large ones.
 void keep_freed_memory()
 {
     constexpr int kLargestBlock = 1 << 20;  // octets; a larger block goes back to the system once freed
@@ -102,6 +103,7 @@ int serve(const DaemonConfig& config, const sigset_t& signals)
     server_options.directory = config.channel_directory;
     server_options.group = config.group;
     server_options.max_request = service.options().max_request;
+    server_options.on_idle = [] { ::malloc_trim(0); };
     velorin_channel::ChannelServer server(server_options);
     const auto smtp = [&service](const Caller& caller, const char* request, std::uint32_t request_length,
                                  char* answer, std::uint32_t capacity, std::uint32_t& answer_length) {

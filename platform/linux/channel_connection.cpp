@@ -77,6 +77,13 @@ void SpareBlocks::give(Block block)
     blocks_.push_back(std::move(block));
 }
 
+void SpareBlocks::drop_all()
+{
+    const std::lock_guard<std::mutex> guard(lock_);
+    blocks_.clear();
+    total_ = 0;
+}
+
 Connection::Connection(int descriptor, ServedEndpoint& endpoint, const Caller& caller,
                        std::uint32_t max_request, Clock::time_point deadline, ThreadBuffers* buffers,
                        SpareBlocks& spares)

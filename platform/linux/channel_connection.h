@@ -66,6 +66,7 @@ class SpareBlocks {
 public:
     Block take();            // the largest one, or an empty one
     void give(Block block);  // kept while there is room
+    void drop_all();
 
 private:
     static constexpr std::size_t kLimit = 4u << 20;  // octets kept in all

@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -120,24 +121,38 @@ std::uint64_t StartTimes::of(pid_t pid)
         return 0;
     }
     const std::lock_guard<std::mutex> guard(lock_);
-    if (known_.size() >= kKnownLimit) forget_some();
+    drop_ended();
+    if (known_.size() >= kKnownLimit) {
+        close(known_.begin()->second.pidfd);
+        known_.erase(known_.begin());
+    }
     if (!known_.emplace(pid, Known{pidfd, start_time}).second) close(pidfd);  // another thread was faster
     return start_time;
 }
 
-void StartTimes::forget_some()
+void StartTimes::forget_ended()
 {
-    for (auto process = known_.begin(); process != known_.end();) {
-        if (has_ended(process->second.pidfd)) {
+    const std::lock_guard<std::mutex> guard(lock_);
+    drop_ended();
+}
+
+// All are asked in one go: this comes with every process that calls for the first time.
+void StartTimes::drop_ended()
+{
+    std::array<pollfd, kKnownLimit> processes;
+    std::size_t count = 0;
+    for (const auto& process : known_)
+        processes[count++] = {process.second.pidfd, POLLIN, 0};
+    if (poll(processes.data(), count, 0) <= 0) return;
+    std::size_t index = 0;
+    for (auto process = known_.begin(); process != known_.end(); ++index) {
+        if (processes[index].revents != 0) {
             close(process->second.pidfd);
             process = known_.erase(process);
         } else {
             ++process;
         }
     }
-    if (known_.size() < kKnownLimit) return;
-    close(known_.begin()->second.pidfd);
-    known_.erase(known_.begin());
 }
 
 bool read_credentials(int descriptor, Caller& caller)

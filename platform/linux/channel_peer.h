@@ -31,13 +31,15 @@ public:
     StartTimes& operator=(const StartTimes&) = delete;
 
     std::uint64_t of(pid_t pid);
+    // Closes the descriptors of processes that have ended.
+    void forget_ended();
 
 private:
     struct Known {
         int pidfd;
         std::uint64_t start_time;
     };
-    void forget_some();
+    void drop_ended();  // with lock_ held
 
     std::mutex lock_;
     std::unordered_map<pid_t, Known> known_;

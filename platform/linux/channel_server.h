@@ -57,6 +57,8 @@ struct ServerOptions {
     unsigned max_threads = 600;             // below endpoints + 2 counts as that
     int frame_timeout_ms = 10000;  // a caller that has not sent its whole frame, or not taken its whole
                                    // answer, by then is let go
+    std::function<void()>
+        on_idle;  // when nobody has called for some seconds; once until somebody calls again
 };
 
 // Serves endpoints on Unix sockets. An exchange is served by the thread that accepted it; the pool of

@@ -61,6 +61,8 @@ private:
     std::unique_ptr<Connection> next_whole(bool last);
     void serve_whole(ThreadBuffers& buffers, bool last);
     void relieve(int error);
+    void note_call();
+    void note_silence();
     void abandon_in_child();
     bool undo_start();
     Clock::duration frame_timeout() const { return std::chrono::milliseconds(options_.frame_timeout_ms); }
@@ -74,7 +76,9 @@ private:
     bool running_ = false;
     pid_t owner_ = 0;  // the process that started; a forked child has none of its threads
     std::atomic<bool> stopping_{false};
-    std::atomic<unsigned> receiving_{0};  // threads that wait for a request's octets
+    std::atomic<std::uint32_t> last_call_{0};  // of uptime_seconds()
+    std::atomic<bool> is_idle_{true};          // on_idle has been called, or nobody has called at all
+    std::atomic<unsigned> receiving_{0};       // threads that wait for a request's octets
 
     std::mutex lock_;  // of what follows, and of the pools
     std::condition_variable thread_ended_;

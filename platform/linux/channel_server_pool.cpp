@@ -16,6 +16,7 @@ namespace velorin_channel {
 namespace {
 
 constexpr std::uint32_t kWindow = 5;          // seconds over which the pool's need is looked at
+constexpr std::uint32_t kIdleSeconds = 4;     // without a call, after which there is nobody
 constexpr unsigned kSpareThreads = 1;         // kept beyond the need, so that a caller finds one ready
 constexpr std::size_t kStackSize = 1u << 20;  // octets; 600 stacks of the default size would not fit 32 bits
 constexpr int kNoDescriptorPauseMs = 20;
@@ -112,10 +113,13 @@ void ChannelServer::Impl::accept_loop(ServedEndpoint& endpoint, ThreadBuffers& b
             const bool was_last = endpoint.accepting.fetch_sub(1) == 1;
             note_busy(endpoint);
             if (was_last) keep_one_accepting(endpoint);
+            note_call();
             serve(endpoint, descriptor, buffers);
             if (whole_count_ > 0) serve_whole(buffers, false);
             ++endpoint.accepting;
-        } else if (error != EAGAIN && error != EINTR && error != ECONNABORTED) {
+        } else if (error == EAGAIN) {
+            note_silence();
+        } else if (error != EINTR && error != ECONNABORTED) {
             relieve(error);
         }
         if (leave_pool(endpoint)) return;
@@ -162,6 +166,23 @@ bool ChannelServer::Impl::leave_pool(ServedEndpoint& endpoint)
     --endpoint.accepting;
     end_thread();
     return true;
+}
+
+// One store for each connection, and no more where connections follow each other closely.
+void ChannelServer::Impl::note_call()
+{
+    const std::uint32_t now = uptime_seconds();
+    if (last_call_ != now) last_call_ = now;
+    if (is_idle_) is_idle_ = false;
+}
+
+// A thread has waited for a caller in vain: what is kept for callers goes when there is none.
+void ChannelServer::Impl::note_silence()
+{
+    start_times_.forget_ended();
+    if (uptime_seconds() - last_call_ < kIdleSeconds || is_idle_.exchange(true)) return;
+    spares_.drop_all();
+    if (options_.on_idle) options_.on_idle();
 }
 
 // Accepting failed for want of something: somebody slow goes, and the others get time to finish.

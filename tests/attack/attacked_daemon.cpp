@@ -84,7 +84,8 @@ bool AttackedDaemon::wait_for_no_more_than(const Holdings& limit, int timeout_ms
 {
     return wait_until(timeout_ms, [&] {
         const Holdings now = holdings();
-        return now.descriptors <= limit.descriptors && now.threads <= limit.threads;
+        return now.descriptors <= limit.descriptors && now.threads <= limit.threads &&
+               now.memory <= limit.memory;
     });
 }
 

@@ -37,7 +37,7 @@ public:
     // SIGKILL, and waits until it has gone: its connections are closed then.
     void kill();
     Holdings holdings() const { return holdings_of(pid()); }
-    // Waits until it has no more descriptors and threads than these.
+    // Waits until it has no more of anything.
     bool wait_for_no_more_than(const Holdings& limit, int timeout_ms) const;
 
 private:
