@@ -131,12 +131,15 @@ std::uint32_t MailService::add_session(const velorin_channel::Caller& caller, co
 std::uint32_t MailService::destroy_session(const velorin_channel::Caller& caller, SessionKind kind,
                                            std::uint32_t session_id)
 {
-    const auto session = registry_.take({client_of(caller), kind, session_id});
+    const SessionKey key = {client_of(caller), kind, session_id};
+    const auto session = registry_.find(key);
     if (!session) return kUnknownSession;
     {
+        // Still registered, so that whoever ends all sessions ends a farewell that the server does not answer.
         const Session::Turn turn(*session);
         if (turn.taken()) session->quit();
     }
+    registry_.remove(key, session);
     session->end();
     watch_.wake();
     return 0;

@@ -48,14 +48,11 @@ std::shared_ptr<Session> SessionRegistry::find(const SessionKey& key) const
     return found != sessions_.end() ? found->second : nullptr;
 }
 
-std::shared_ptr<Session> SessionRegistry::take(const SessionKey& key)
+void SessionRegistry::remove(const SessionKey& key, const std::shared_ptr<Session>& session)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = sessions_.find(key);
-    if (found == sessions_.end()) return nullptr;
-    std::shared_ptr<Session> session = std::move(found->second);
-    sessions_.erase(found);
-    return session;
+    if (found != sessions_.end() && found->second == session) sessions_.erase(found);
 }
 
 template <typename Condition>

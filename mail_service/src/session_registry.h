@@ -21,8 +21,8 @@ public:
     //   result  false when a limit is reached
     bool add(const SessionKey& key, std::shared_ptr<Session> session);
     std::shared_ptr<Session> find(const SessionKey& key) const;
-    // The session is nobody's any more; ending it is the caller's.
-    std::shared_ptr<Session> take(const SessionKey& key);
+    // Takes this session out, unless another one has replaced it; ending it is the caller's.
+    void remove(const SessionKey& key, const std::shared_ptr<Session>& session);
 
     // End what belongs to a process that has gone, what nobody has used for that long, and everything.
     //   result  the number of sessions ended
