@@ -19,6 +19,7 @@ namespace velorin_channel {
 namespace {
 
 constexpr std::size_t kMaxWaiting = 1024;  // connections
+constexpr std::size_t kMaxIncoming = 128;  // of those that the thread has not seen yet
 
 std::size_t max_waiting()
 {
@@ -89,12 +90,30 @@ void SlowCallers::stop()
 
 void SlowCallers::add(std::unique_ptr<Connection> connection)
 {
+    std::unique_ptr<Connection> one_too_many;
     {
         const std::lock_guard<std::mutex> guard(lock_);
         if (stopping_) return;
         incoming_.push_back(std::move(connection));
+        if (incoming_.size() > kMaxIncoming) one_too_many = take_of_heaviest();
     }
     wake();
+    if (one_too_many != nullptr) one_too_many->trace_let_go("is one of too many slow callers");
+}
+
+// Callers can come faster than the thread gets to them, and each has a descriptor.
+std::unique_ptr<Connection> SlowCallers::take_of_heaviest()
+{
+    std::map<std::int32_t, std::size_t> count;  // by process
+    for (const auto& one : incoming_)
+        ++count[one->caller().pid];
+    const auto heaviest = std::max_element(count.begin(), count.end(),
+                                           [](const auto& a, const auto& b) { return a.second < b.second; });
+    const auto first = std::find_if(incoming_.begin(), incoming_.end(),
+                                    [&](const auto& one) { return one->caller().pid == heaviest->first; });
+    std::unique_ptr<Connection> taken = std::move(*first);
+    incoming_.erase(first);
+    return taken;
 }
 
 bool SlowCallers::make_room()

@@ -42,6 +42,7 @@ private:
     void drop(int descriptor, const char* why);
     void limit();
     void wake();
+    std::unique_ptr<Connection> take_of_heaviest();  // of incoming_, with lock_ held
 
     const std::size_t max_held_;
     const std::function<void(std::unique_ptr<Connection>)> on_request_;
