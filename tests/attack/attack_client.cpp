@@ -2,7 +2,7 @@
 // knows of each mail on standard output, a line at a time.
 //   attack-client send PORT PREFIX COUNT     begun ID, then sent ID once the service has confirmed it
 //   attack-client receive PORT COUNT         whole UID or broken UID for each mail read; asked UID before each
-//                                            deletion; closed once the service has confirmed the session's deletions
+//                                            deletion; closed NUMBER once the service has confirmed the session's deletions
 // COUNT sessions that ended well, 0: until it is ended. "up" comes first; "slowest MS" last, of one operation. A session
 // that fails is followed by another one.
 #include <algorithm>
@@ -81,7 +81,8 @@ bool receive_all(const velorin::CntsPOP3Settings& account)
         if (!read_one(session, info)) return false;
     if (code != velorin::service::kNoMoreMail) return false;
     if (timed([&] { return session.Close(); }) != 0) return false;
-    say("closed");
+    static long count = 0;
+    say("closed " + std::to_string(++count));
     return true;
 }
 

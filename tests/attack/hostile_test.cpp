@@ -37,7 +37,7 @@ constexpr std::size_t kSpareThreads = 2;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::size_t kSpareMemory = 1u << 20;  // KiB; a sanitizer keeps what is freed
 #else
-constexpr std::size_t kSpareMemory = 16u << 10;  // KiB; the heaps of the threads that were there
+constexpr std::size_t kSpareMemory = 32u << 10;  // KiB; heaps and stacks that the C library keeps of threads
 #endif
 constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
 
@@ -156,7 +156,9 @@ protected:
     void expect_clean_end()
     {
         daemon_.process().signal(SIGTERM);
-        EXPECT_EQ(0, daemon_.process().wait_for_end(kPatience));
+        const int status = daemon_.process().wait_for_end(kPatience);
+        const std::string& output = daemon_.process().output();
+        EXPECT_EQ(0, status) << output.substr(output.size() - std::min<std::size_t>(output.size(), 5000));
     }
 
     AttackedDaemon daemon_;
