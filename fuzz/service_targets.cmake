@@ -16,6 +16,7 @@ velorin_add_fuzzer(daemon_config LIBS velorin_service_objects)
 # What the command line reads.
 velorin_add_fuzzer(capture LIBS velorin_mail_cli protobuf::libprotobuf-lite)
 velorin_add_fuzzer(mail_settings LIBS velorin_mail_cli)
+velorin_add_fuzzer(received_names LIBS velorin_mail_cli)
 velorin_add_fuzzer(seen_state LIBS velorin_mail_cli)
 
 # Both ends of the channel: internals of the platform's library, which it does not export.

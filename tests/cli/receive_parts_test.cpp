@@ -56,10 +56,13 @@ TEST(CliSafeName, IsCutBetweenCharactersAndKeepsItsExtension)
     for (std::size_t limit = 1; limit < 60; ++limit) {
         const std::string name = safe_name(wide + ".pdf", limit);
         EXPECT_LE(name.size(), limit);
-        const std::string stem = limit > 4 ? name.substr(0, name.size() - 4) : name;
+        const bool has_room = limit >= 7;  // for a character in front of the extension
+        const std::string stem = has_room ? name.substr(0, name.size() - 4) : name;
         EXPECT_EQ(0u, stem.size() % 3) << limit;
-        EXPECT_EQ(limit > 4, name.find(".pdf") != std::string::npos) << limit;
+        EXPECT_EQ(has_room, name.find(".pdf") != std::string::npos) << limit;
+        EXPECT_NE(".", name.substr(0, 1)) << limit;
     }
+    EXPECT_EQ("a b", safe_name("a b cd", 4));
     EXPECT_EQ("a-2.txt", numbered_name("a.txt", 2));
     EXPECT_EQ("a-10", numbered_name("a", 10));
     EXPECT_EQ(".x-3", numbered_name(".x", 3));

@@ -28,6 +28,11 @@ std::size_t cut_at(const std::string& text, std::size_t limit)
     return cut;
 }
 
+std::string without_blanks_behind(const std::string& text)
+{
+    return text.substr(0, text.find_last_not_of(' ') + 1);  // npos + 1 is 0
+}
+
 std::string last_component(const std::string& path)
 {
     return path.substr(path.find_last_of("/\\") + 1);  // npos + 1 is 0
@@ -54,15 +59,15 @@ std::string safe_name(const std::string& wanted, std::size_t limit)
             safe.append(name, at, width);
         at += std::max<std::size_t>(width, 1);
     }
-    const std::size_t last = safe.find_last_not_of(' ');
-    safe.erase(last == std::string::npos ? 0 : last + 1);
+    safe = without_blanks_behind(safe);
     for (std::size_t at = 0; at < safe.size() && (safe[at] == '.' || safe[at] == '-' || safe[at] == ' ');
          ++at)
         safe[at] = '_';
     if (safe.size() <= limit) return safe;
     const std::string extension = safe.substr(extension_at(safe));
-    if (extension.size() >= limit) return safe.substr(0, cut_at(safe, limit));
-    return safe.substr(0, cut_at(safe, limit - extension.size())) + extension;
+    const std::size_t front = extension.size() < limit ? cut_at(safe, limit - extension.size()) : 0;
+    if (front > 0) return without_blanks_behind(safe.substr(0, front) + extension);
+    return without_blanks_behind(safe.substr(0, cut_at(safe, limit)));
 }
 
 std::string numbered_name(const std::string& name, unsigned number)
