@@ -33,6 +33,6 @@ endif()
 
 # Hardening of what is shipped: overflow checks in the C library, stack protection, read-only relocations.
 target_compile_options(velorin_build_flags INTERFACE
-    $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fstack-clash-protection>)
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fstack-clash-protection>)
 target_link_options(velorin_build_flags INTERFACE
-    $<$<CONFIG:Release,RelWithDebInfo>:-Wl,-z,relro,-z,now,-z,noexecstack>)
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-Wl,-z,relro,-z,now,-z,noexecstack>)

@@ -27,6 +27,10 @@ write_basic_package_version_file("${CMAKE_BINARY_DIR}/velorin_email-config-versi
 install(FILES "${CMAKE_BINARY_DIR}/velorin_email-config.cmake" "${CMAKE_BINARY_DIR}/velorin_email-config-version.cmake"
     DESTINATION "${velorin_package_dir}")
 
+set(velorin_pc_definitions)
+foreach(definition IN LISTS VELORIN_TIME_DEFINITIONS)
+    string(APPEND velorin_pc_definitions " -D${definition}")
+endforeach()
 file(RELATIVE_PATH velorin_prefix_from_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(cmake/velorin_email.pc.in "${CMAKE_BINARY_DIR}/velorin_email.pc" @ONLY)
 install(FILES "${CMAKE_BINARY_DIR}/velorin_email.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

@@ -2,7 +2,9 @@ find_package(GTest REQUIRED)
 include(GoogleTest)
 
 # velorin_add_test(<name> SOURCES <file>... [LIBS <target>...] [TIMEOUT <seconds>] [LABELS <label>...])
-# A GoogleTest program; each of its tests is a CTest entry of its own, in a process of its own.
+# A GoogleTest program; each of its tests is a CTest entry of its own, in a process of its own. Under an emulator, which
+# takes longer to start than most tests, the program is one entry and writes down its tests as <name>.xml. programs.txt
+# names all of them.
 function(velorin_add_test name)
     cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
     if(NOT arg_TIMEOUT)
@@ -16,5 +18,26 @@ function(velorin_add_test name)
     if(arg_LABELS)
         list(APPEND properties LABELS "${arg_LABELS}")
     endif()
+    set_property(GLOBAL APPEND PROPERTY velorin_test_programs ${name})
+    if(CMAKE_CROSSCOMPILING)
+        math(EXPR timeout "${arg_TIMEOUT} * 10")
+        add_test(NAME ${name} COMMAND ${name} "--gtest_output=xml:${CMAKE_BINARY_DIR}/results/${name}.xml")
+        set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} LABELS "${arg_LABELS}")
+        return()
+    endif()
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}." PROPERTIES ${properties})
+endfunction()
+
+# velorin_started_program(<test> <definition> <program>): the definition is the path of a program that the test starts. Under
+# an emulator it is that of a script, which starts the program in one.
+function(velorin_started_program test definition program)
+    set(path "$<TARGET_FILE:${program}>")
+    if(CMAKE_CROSSCOMPILING)
+        list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+        set(script "${CMAKE_CURRENT_BINARY_DIR}/${program}.sh")
+        file(GENERATE OUTPUT "${script}" CONTENT "#!/bin/sh\nexec ${emulator} '${path}' \"$@\"\n"
+            FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+        set(path "${script}")
+    endif()
+    target_compile_definitions(${test} PRIVATE ${definition}="${path}")
 endfunction()

@@ -289,7 +289,7 @@ CurlConnection::~CurlConnection()
     CurlConnection::drop();
 }
 
-std::unique_ptr<ServerConnection> make_curl_connection(const CancelSignal& cancel, LastReply& last_reply)
+std::unique_ptr<ServerConnection> make_network_connection(const CancelSignal& cancel, LastReply& last_reply)
 {
     return std::make_unique<CurlConnection>(cancel, last_reply);
 }

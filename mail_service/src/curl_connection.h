@@ -42,6 +42,4 @@ private:
     bool prompt_ = false;  // what was last waited for came within a moment
 };
 
-std::unique_ptr<ServerConnection> make_curl_connection(const CancelSignal& cancel, LastReply& last_reply);
-
 }  // namespace velorin::service

@@ -9,7 +9,6 @@
 #include "ntc_email_esu_pop3.pb.h"
 #include "ntc_email_esu_smtp.pb.h"
 
-#include "curl_connection.h"
 #include "pop3_dispatch.h"
 #include "pop3_session.h"
 #include "service_log.h"
@@ -53,7 +52,7 @@ SessionRules rules_of(const MailServiceOptions& options, MakeConnection make_con
 
 }  // namespace
 
-MailService::MailService(const MailServiceOptions& options) : MailService(options, make_curl_connection) {}
+MailService::MailService(const MailServiceOptions& options) : MailService(options, make_network_connection) {}
 
 MailService::MailService(const MailServiceOptions& options, MakeConnection make_connection)
     : options_(completed(options)), rules_(rules_of(options_, std::move(make_connection))),

@@ -70,4 +70,7 @@ public:
 // Makes a connection that is not open yet. What it is given lives longer than it does.
 using MakeConnection = std::function<std::unique_ptr<ServerConnection>(const CancelSignal&, LastReply&)>;
 
+// A connection over the network: by libcurl, or in a build without it one that is always refused.
+std::unique_ptr<ServerConnection> make_network_connection(const CancelSignal& cancel, LastReply& last_reply);
+
 }  // namespace velorin::service

@@ -25,7 +25,7 @@ std::size_t max_waiting()
 {
     rlimit descriptors{};
     if (getrlimit(RLIMIT_NOFILE, &descriptors) != 0) return kMaxWaiting;
-    return std::min<std::size_t>(kMaxWaiting, std::max<std::size_t>(descriptors.rlim_cur / 2, 1));
+    return static_cast<std::size_t>(std::clamp<rlim_t>(descriptors.rlim_cur / 2, 1, kMaxWaiting));
 }
 
 }  // namespace

@@ -208,6 +208,9 @@ TEST(CliCompose, BoundariesDiffer)
 TEST(CliCompose, DatesAreOfTheForm)
 {
     EXPECT_TRUE(is_rfc5322_date(rfc5322_date(0)));
+    const std::string late = rfc5322_date(4300000000);  // 2106-04-06T04:26:40Z, more than 32 bits hold
+    EXPECT_TRUE(is_rfc5322_date(late)) << late;
+    EXPECT_NE(std::string::npos, late.find("Apr 2106")) << late;
     EXPECT_TRUE(is_rfc5322_date("01 Jan 2026 12:00 -0500"));
     EXPECT_TRUE(is_rfc5322_date("Thu, 1 Jan 2026 12:00:00 +0900 (JST)"));
     EXPECT_TRUE(is_rfc5322_date("Thu, 1 Jan 2026 12:00:00 GMT"));

@@ -83,6 +83,8 @@ TEST(CliMailDate, IsReadInEveryForm)
         {"(c) Thu, 01 Jan 2026 10:30:00 -0030", 1767265200},
         {"Thu, 01 January 126 11:00:00 Z", 1767265200},
         {"Sun, 06 Nov 94 08:49:37 GMT", 784111777},
+        {"Tue, 19 Jan 2038 12:14:08 +0900", 2147483648},
+        {"Sun, 07 Feb 2106 06:28:16 +0000", 4294967296},
     };
     for (const auto& row : cases) {
         std::time_t moment = 0;
@@ -97,6 +99,8 @@ TEST(CliMailDate, IsReadInEveryForm)
         EXPECT_EQ(7, moment);
     }
     EXPECT_EQ("20260101-110000", date_stamp(1767265200));
+    EXPECT_EQ("20380119-031408", date_stamp(2147483648));
+    EXPECT_EQ("21060207-062816", date_stamp(4294967296));
 }
 
 TEST(CliDisplayText, IsMeasuredInColumns)

@@ -85,6 +85,27 @@ TEST(LocalTime, FollowsTheTimeZone)
     EXPECT_EQ(local.tm_hour, 1);
 }
 
+// No further than 32 bits: 2147483647, 2038-01-19T03:14:07Z.
+TEST(LocalTime, GoesOnWhereThirtyTwoBitsEnd)
+{
+    setenv("TZ", "JST-9", 1);
+    const time_t seconds = 2147483648;
+    struct tm local {};
+    ASSERT_EQ(emwCLBLocalTime_r(&seconds, &local), &local);
+    EXPECT_EQ(local.tm_year, 138);
+    EXPECT_EQ(local.tm_mon, 0);
+    EXPECT_EQ(local.tm_mday, 19);
+    EXPECT_EQ(local.tm_hour, 12);
+    EXPECT_EQ(local.tm_min, 14);
+    EXPECT_EQ(local.tm_sec, 8);
+    EXPECT_EQ(local.tm_wday, 2);
+    setenv("TZ", "UTC0", 1);
+    const time_t later = 4294967296;  // 2106-02-07T06:28:16Z
+    ASSERT_EQ(emwCLBLocalTime_r(&later, &local), &local);
+    EXPECT_EQ(local.tm_year, 206);
+    EXPECT_EQ(local.tm_hour, 6);
+}
+
 TEST(LocalTime, RefusesNull)
 {
     const time_t seconds = 0;

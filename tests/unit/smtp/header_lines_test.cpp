@@ -345,19 +345,32 @@ TEST(CreateMessageID, WritesEveryTwoDigits)
 
 TEST(CreateMessageID, TakesTheTimeOfTheClock)
 {
-    PlatformDouble platform;
-    const long seconds = 1700000000;
-    const FixedClock clock(seconds, 5);
-    const std::time_t time = seconds;
-    std::tm local{};
-    ASSERT_NE(nullptr, localtime_r(&time, &local));
-    char stamp[40];
-    std::snprintf(stamp, sizeof stamp, "%d%02d%02d%02d%02d%02d00000005", local.tm_year + 1900,
-                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-    CntsSMTPSendMail mail;
-    CutlCPLBMString out;
-    EXPECT_EQ(1, mail.CreateMessageID(CntsMLUTLMailAddress("a@x"), out));
-    EXPECT_EQ("<" + std::string(stamp) + ".A@x>", text_of(out));
+    const struct {
+        const char* label;
+        std::int64_t seconds;
+        int year;
+    } cases[] = {
+        {"now", 1700000000, 2023},
+        {"the last week that 32 bits hold", 2147400000, 2038},
+        {"the week behind it", 2147600000, 2038},
+        {"when an unsigned number has ended too", 4300000000, 2106},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.label);
+        PlatformDouble platform;
+        const FixedClock clock(c.seconds, 5);
+        const auto time = static_cast<std::time_t>(c.seconds);
+        std::tm local{};
+        ASSERT_NE(nullptr, localtime_r(&time, &local));
+        EXPECT_EQ(c.year, local.tm_year + 1900);
+        char stamp[40];
+        std::snprintf(stamp, sizeof stamp, "%d%02d%02d%02d%02d%02d00000005", local.tm_year + 1900,
+                      local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+        CntsSMTPSendMail mail;
+        CutlCPLBMString out;
+        EXPECT_EQ(1, mail.CreateMessageID(CntsMLUTLMailAddress("a@x"), out));
+        EXPECT_EQ("<" + std::string(stamp) + ".A@x>", text_of(out));
+    }
 }
 
 TEST(CreateMessageID, NeedsARealAddress)

@@ -14,7 +14,7 @@ namespace velorin_test {
 namespace {
 
 std::atomic<bool> is_fixed{false};
-std::atomic<long> fixed_seconds{0};
+std::atomic<std::int64_t> fixed_seconds{0};
 std::atomic<long> fixed_microseconds{0};
 
 bool ends_in_line_number(const std::string& line, const std::string& text)
@@ -27,17 +27,25 @@ bool ends_in_line_number(const std::string& line, const std::string& text)
 
 }  // namespace
 
-// The program's own gettimeofday is the one that the library calls, as long as it is not hidden from it.
-extern "C" __attribute__((visibility("default"))) int gettimeofday(struct timeval* now, void*) noexcept
+// The program's own gettimeofday is the one that the library calls, as long as it is not hidden from it. Where a
+// number has 32 bits, the one for times of 64 bits has a name of its own.
+#if defined(__USE_TIME_BITS64) && __SIZEOF_LONG__ == 4
+#define NTC_TEST_CLOCK "__gettimeofday64"
+#else
+#define NTC_TEST_CLOCK "gettimeofday"
+#endif
+extern "C" __attribute__((visibility("default"))) int clock_of_the_test(struct timeval* now, void*) noexcept
+    __asm__(NTC_TEST_CLOCK);
+extern "C" int clock_of_the_test(struct timeval* now, void*) noexcept
 {
     timespec real;
     if (clock_gettime(CLOCK_REALTIME, &real) != 0) return -1;
-    now->tv_sec = is_fixed ? fixed_seconds.load() : real.tv_sec;
+    now->tv_sec = is_fixed ? static_cast<std::time_t>(fixed_seconds.load()) : real.tv_sec;
     now->tv_usec = is_fixed ? fixed_microseconds.load() : real.tv_nsec / 1000;
     return 0;
 }
 
-FixedClock::FixedClock(long seconds, long microseconds)
+FixedClock::FixedClock(std::int64_t seconds, long microseconds)
 {
     fixed_seconds = seconds;
     fixed_microseconds = microseconds;

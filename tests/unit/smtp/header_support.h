@@ -1,6 +1,7 @@
 // What the tests of the outgoing header share: a mail to start from, and the clock.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "CntsSMTPSendMail.h"
@@ -10,7 +11,7 @@ namespace velorin_test {
 // While it lives, gettimeofday gives this time.
 class FixedClock {
 public:
-    FixedClock(long seconds, long microseconds);
+    FixedClock(std::int64_t seconds, long microseconds);
     ~FixedClock();
     FixedClock(const FixedClock&) = delete;
     FixedClock& operator=(const FixedClock&) = delete;
