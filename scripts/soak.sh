@@ -9,6 +9,6 @@ sessions=${1:-5000}
 case $sessions in '' | *[!0-9]*) echo "usage: scripts/soak.sh [SESSIONS]" >&2; exit 64 ;; esac
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 [ -f build/dev/CMakeCache.txt ] || cmake --preset dev >/dev/null
-cmake --build --preset dev --target attack-soak >/dev/null
+built=$(cmake --build --preset dev --target attack-soak 2>&1) || { printf '%s\n' "$built" >&2; exit 1; }
 unset VELORIN_CHANNEL_DIR VELORIN_TRACE VELORIN_CAPTURE
 exec build/dev/tests/attack-soak "$sessions"
