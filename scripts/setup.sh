@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that packages.txt lists and this machine lacks.
-#   usage: scripts/setup.sh [build|test|measure|fuzz]...     (default: build test)
+#   usage: scripts/setup.sh [build|test|lint|measure|fuzz]...     (default: build test)
 # Nothing is downloaded and no right is asked for when nothing is missing. A mail server among the packages is
 # installed so that it is not started, neither now nor at the next boot: the tests run servers of their own.
 set -euo pipefail
@@ -166,8 +166,8 @@ main() {
     [ $# -gt 0 ] || groups=(build test)
     for group in "${groups[@]}"; do
         case $group in
-        build | test | measure | fuzz) ;;
-        *) fail "unknown group '$group'; usage: scripts/setup.sh [build|test|measure|fuzz]..." 64 ;;
+        build | test | lint | measure | fuzz) ;;
+        *) fail "unknown group '$group'; usage: scripts/setup.sh [build|test|lint|measure|fuzz]..." 64 ;;
         esac
     done
     [ -r "$list" ] || fail "cannot read $list"

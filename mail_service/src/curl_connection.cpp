@@ -331,7 +331,7 @@ std::uint32_t CurlConnection::open_once(const ServerAccount& account, const Open
     Deadline deadline = in_seconds(rules.connect_timeout);
     bool is_connected = false;
     const CURLMsg* done = nullptr;
-    while (done == nullptr) {
+    for (;;) {
         int running = 0;
         if (curl_multi_perform(handles->multi, &running) != CURLM_OK) return kInternalFailure;
         int queued = 0;

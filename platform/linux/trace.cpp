@@ -65,7 +65,8 @@ Sink* sink()
 }
 
 //   result  octets of the text, which is NUL-terminated
-std::size_t format_text(Scratch& text, const char* format, va_list arguments)
+__attribute__((format(printf, 2, 0))) std::size_t format_text(Scratch& text, const char* format,
+                                                              va_list arguments)
 {
     va_list again;
     va_copy(again, arguments);
@@ -126,8 +127,8 @@ std::size_t put_visible(char* out, std::size_t room, const char* text, std::size
     return used;
 }
 
-void trace(std::uint32_t module, std::uint32_t level, std::uint32_t option, const char* format,
-           va_list arguments)
+__attribute__((format(printf, 4, 0))) void trace(std::uint32_t module, std::uint32_t level,
+                                                 std::uint32_t option, const char* format, va_list arguments)
 {
     Sink* const target = sink();
     if (target == nullptr || target->kind() == SinkKind::kNone) return;

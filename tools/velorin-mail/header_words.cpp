@@ -73,7 +73,7 @@ std::vector<Stretch> stretches_of(const std::string& text)
 // Encodes texts of one character set, word by word.
 class WordWriter {
 public:
-    WordWriter(Type::eCharSet charset, WordPlace place, std::string& words)
+    WordWriter(Type::eCharSet charset, const WordPlace& place, std::string& words)
         : charset_(charset), column_(place.column), behind_(place.behind), words_(words)
     {
     }

@@ -83,7 +83,7 @@ TEST(LoopbackPop3, LogsInByAuth)
     Pop3Options options = with_user();
     options.auth = {"PLAIN", "LOGIN", "CRAM-MD5"};
     const LoopbackPop3 server(options);
-    const auto connect = [&server](PlainClient& client) { EXPECT_THAT(client.line(), StartsWith("+OK")); };
+    const auto connect = [](PlainClient& client) { EXPECT_THAT(client.line(), StartsWith("+OK")); };
     {
         PlainClient client(server.port());
         connect(client);

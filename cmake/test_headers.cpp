@@ -1,0 +1,5 @@
+// Carries the precompiled headers of the test programs.
+int main()
+{
+    return 0;
+}
