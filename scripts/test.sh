@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs all tests: the development build first, then the one under the address and
-# undefined-behaviour sanitizers. The last line is "N passed, N failed"; the exit status is 0 only when none failed.
+# undefined-behaviour sanitizers, then what runs at once under the thread sanitizer; between them what the tests reach of
+# the library, and static analysis. The last line is "N passed, N failed"; the exit status is 0 only when none failed.
 #   usage: scripts/test.sh
 # Logs and results lie in build/log. Root, or a user with sudo: the end-to-end tests start real mail servers.
 set -euo pipefail
@@ -8,6 +9,8 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 log=$root/build/log
 jobs=$(nproc)
+# Many tests wait for a server, a time-out or a process.
+tests_at_once=$((2 * jobs))
 passed=0
 failed=0
 child=
@@ -87,7 +90,7 @@ run_tests() {
     local preset=$1 began=$SECONDS results=$log/$1.xml counts
     shift
     rm -f "$results"
-    logged "$log/$preset-tests.log" ctest --test-dir "$root/build/$preset" -j "$jobs" --no-tests=error \
+    logged "$log/$preset-tests.log" ctest --test-dir "$root/build/$preset" -j "$tests_at_once" --no-tests=error \
         --output-on-failure --test-output-size-failed 100000 --output-junit "$results" "$@" || true
     if ! counts=$(count "$results"); then
         failed=$((failed + 1))
@@ -99,6 +102,13 @@ run_tests() {
     say "$preset-tests: ${counts% *} passed, ${counts#* } failed, $((SECONDS - began)) s"
     # What a test counted itself.
     sed -n 's/^.*\(sweep: [0-9]* faults in [0-9]* scenarios\).*$/test: '"$preset"' \1/p' "$results"
+}
+
+# A check that passes or fails as a whole and says in its last line what it found.
+check() {
+    step "$@" || return 0
+    passed=$((passed + 1))
+    say "$(tail -n 1 "$log/$1.log")"
 }
 
 build_and_test() {
@@ -141,10 +151,17 @@ main() {
     mkdir -p "$log"
     say "setup done, $SECONDS s"
     prepare_sudo
+    # What a sanitizer reports is to name lines.
+    local symbolizer
+    symbolizer=$(command -v llvm-symbolizer || command -v llvm-symbolizer-14 || true)
+    [ -z "$symbolizer" ] || export ASAN_SYMBOLIZER_PATH=$symbolizer TSAN_SYMBOLIZER_PATH=$symbolizer
 
     build_and_test dev || true
+    check coverage scripts/coverage.sh build/dev
+    check lint scripts/lint.sh cppcheck
     # The servers' own tests do not touch our code: once is enough.
     build_and_test asan --exclude-regex '^e2e\.servers\.' || true
+    build_and_test tsan --label-regex threads || true
     left_over
     say "all done, $SECONDS s"
     printf '%d passed, %d failed\n' "$passed" "$failed"
