@@ -11,6 +11,7 @@
 #include "last_reply.h"
 #include "mail_answer.h"
 #include "mail_list.h"
+#include "pop3_login.h"
 #include "return_codes.h"
 
 namespace velorin::service {
@@ -81,18 +82,7 @@ std::uint32_t Pop3Session::open(ServerConnection& connection)
 {
     last_reply_->forget();
     if (account_code_ != 0) return account_code_;
-    const std::uint32_t code = connection.open(account_, rules_.opening);
-    // A server may show the challenge of APOP to users that have no secret for it.
-    return code != 0 && connection.password_untried() ? log_in_in_clear(connection) : code;
-}
-
-std::uint32_t Pop3Session::log_in_in_clear(ServerConnection& connection)
-{
-    if (const std::uint32_t code = connection.open(account_, rules_.opening, false)) return code;
-    Pop3Dialogue dialogue(connection, *last_reply_, account_.command_timeout);
-    const std::uint32_t code = dialogue.log_in(account_.user, account_.password);
-    if (code != 0) connection.drop();
-    return code;
+    return open_pop3(connection, account_, rules_.opening, *last_reply_);
 }
 
 std::uint32_t Pop3Session::test()

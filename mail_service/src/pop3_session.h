@@ -80,7 +80,6 @@ private:
 
     void drop() noexcept override;
     std::uint32_t open(ServerConnection& connection);
-    std::uint32_t log_in_in_clear(ServerConnection& connection);
     std::uint32_t settle(std::uint32_t code);
     void mail_over();
 

@@ -1,35 +1,22 @@
 #include "pop_before_smtp.h"
 
-#include <algorithm>
-#include <array>
-#include <cstring>
-
 #include <poll.h>
 
 #include "cancel_signal.h"
+#include "last_reply.h"
+#include "pop3_dialogue.h"
+#include "pop3_login.h"
 #include "return_codes.h"
 
 namespace velorin::service {
 namespace {
 
-constexpr std::size_t kMaxReply = 2048;  // octets; RFC 2449 has 512
-
-// The log-in counts for the server once QUIT is answered; what the answer says does not matter.
-std::uint32_t leave(ServerConnection& connection, std::uint32_t timeout)
+// The log-in counts for the server once QUIT is answered; whether it likes it does not matter.
+std::uint32_t leave(ServerConnection& connection, const ServerAccount& account, LastReply& last_reply)
 {
-    constexpr char kQuit[] = "QUIT\r\n";
-    const Deadline deadline = in_seconds(timeout);
-    if (const std::uint32_t code = connection.send(kQuit, sizeof kQuit - 1, deadline)) return code;
-    std::array<char, 512> reply;
-    std::size_t count = 0;
-    std::size_t taken = 0;
-    do {
-        if (taken > kMaxReply) return kReplyMalformed;
-        if (const std::uint32_t code = connection.receive(reply.data(), reply.size(), count, deadline))
-            return code;
-        taken += count;
-    } while (std::memchr(reply.data(), '\n', count) == nullptr);
-    return 0;
+    const std::uint32_t code =
+        Pop3Dialogue(connection, last_reply, account.command_timeout).command("QUIT", kCommandRefused);
+    return connection.is_open() ? 0 : code;
 }
 
 std::uint32_t wait_until(Deadline deadline, const CancelSignal& cancel)
@@ -49,9 +36,10 @@ std::uint32_t pop_before_smtp(const ServerAccount& account, std::uint32_t wait, 
                               const CancelSignal& cancel, LastReply& last_reply)
 {
     const auto connection = rules.make_connection(cancel, last_reply);
-    if (const std::uint32_t code = connection->open(account, rules.opening)) return code;
-    if (const std::uint32_t code = leave(*connection, account.command_timeout)) return code;
+    if (const std::uint32_t code = open_pop3(*connection, account, rules.opening, last_reply)) return code;
+    if (const std::uint32_t code = leave(*connection, account, last_reply)) return code;
     connection->drop();
+    last_reply.forget();  // it explains nothing of what comes next
     return wait_until(in_seconds(wait), cancel);
 }
 

@@ -1,57 +1,29 @@
-// TLS modes, ways to log in, POP before SMTP.
-#include <chrono>
-#include <cstdio>
+// TLS modes and ways to log in.
 #include <string>
-
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
-#include "loopback_pop3.h"
+#include "ca_file.h"
 #include "loopback_smtp.h"
 #include "service_client.h"
 
 namespace velorin::service {
 namespace {
 
+using velorin_test::CaFile;
 using velorin_test::Conversation;
 using velorin_test::directly;
 using velorin_test::kPassword;
 using velorin_test::kSoon;
 using velorin_test::kUser;
-using velorin_test::LoopbackPop3;
 using velorin_test::LoopbackSmtp;
 using velorin_test::name_of;
-using velorin_test::Pop3Options;
 using velorin_test::quick_options;
 using velorin_test::Rule;
 using velorin_test::ServiceClient;
 using velorin_test::SmtpOptions;
 using velorin_test::Step;
-
-// The authority of a server in a file, while it is needed.
-class CaFile {
-public:
-    explicit CaFile(const velorin_test::LoopbackCertificates* certificates)
-        : path_(testing::TempDir() + "velorin_ca_" + std::to_string(::getpid()) + ".pem")
-    {
-        EXPECT_TRUE(certificates != nullptr && certificates->write_ca(path_));
-    }
-    ~CaFile() { std::remove(path_.c_str()); }
-    CaFile(const CaFile&) = delete;
-    CaFile& operator=(const CaFile&) = delete;
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
-MailServiceOptions trusting(const CaFile& ca)
-{
-    MailServiceOptions options = quick_options();
-    options.ca_file = ca.path();
-    return options;
-}
+using velorin_test::trusting;
 
 SmtpOptions with_users(std::vector<std::string> mechanisms)
 {
@@ -368,149 +340,6 @@ TEST(Tls, ForgetsWhatWasOfferedInClear)
     EXPECT_EQ("ok", name_of(client.judge(100000)));
     EXPECT_EQ("ok", name_of(client.send("x")));
     EXPECT_EQ("MAIL FROM:<sender@example.com>", server.mails()[0].mail_line);
-}
-
-class PopBeforeSmtp : public testing::Test {
-protected:
-    PopBeforeSmtp() : service(quick_options()), client(directly(service)) {}
-
-    static Pop3Options pop_options()
-    {
-        Pop3Options options;
-        options.users = {{kUser, kPassword}};
-        return options;
-    }
-
-    std::uint32_t open(std::uint16_t pop_port, std::uint16_t smtp_port)
-    {
-        ntc_email_esu_pop3_settings& pop = *client.settings.mutable_p_pop3_settings();
-        pop.set_c_server("127.0.0.1");
-        pop.set_n_port(pop_port);
-        pop.set_c_user_id(kUser);
-        if (!pop.has_c_passwd()) pop.set_c_passwd(kPassword);
-        client.settings.set_auth_kind(5);
-        return client.open(smtp_port);
-    }
-
-    MailService service;
-    ServiceClient client;
-    const LoopbackSmtp smtp;
-};
-
-TEST_F(PopBeforeSmtp, LogsInAndLeavesBeforeTheMail)
-{
-    const LoopbackPop3 pop(pop_options());
-    ASSERT_EQ("ok", name_of(open(pop.port(), smtp.port())));
-    EXPECT_EQ("ok", name_of(client.send("x")));
-    ASSERT_TRUE(pop.wait_for_disconnect(1, kSoon));
-    const Conversation conversation = pop.conversations()[0];
-    EXPECT_EQ(kUser, conversation.user);
-    EXPECT_TRUE(conversation.quit);
-    EXPECT_EQ("EHLO client.example\n", smtp.conversations()[0].client_lines().substr(0, 20));
-}
-
-TEST_F(PopBeforeSmtp, TakesApopWhenAskedTo)
-{
-    Pop3Options options = pop_options();
-    options.apop = true;
-    const LoopbackPop3 pop(options);
-    client.settings.mutable_p_pop3_settings()->set_is_apop(true);
-    ASSERT_EQ("ok", name_of(open(pop.port(), smtp.port())));
-    EXPECT_EQ("APOP", pop.conversations()[0].mechanism);
-}
-
-TEST_F(PopBeforeSmtp, RefusesApopThatIsNotOffered)
-{
-    const LoopbackPop3 pop(pop_options());
-    client.settings.mutable_p_pop3_settings()->set_is_apop(true);
-    EXPECT_EQ("no-common-method", name_of(open(pop.port(), smtp.port())));
-    EXPECT_TRUE(smtp.conversations().empty());
-}
-
-TEST_F(PopBeforeSmtp, ThatIsRefusedSendsNothing)
-{
-    const struct {
-        const char* reply;
-        const char* code;
-    } cases[] = {{"-ERR wrong", "login-refused"},
-                 {"-ERR [AUTH] wrong", "login-refused"},
-                 {"-ERR [IN-USE] locked", "mailbox-in-use"},
-                 {"-ERR [SYS/TEMP] later", "try-later"}};
-    for (const auto& one : cases) {
-        Pop3Options options = pop_options();
-        options.rules = {Rule(Step::kPass).reply(one.reply)};
-        const LoopbackPop3 pop(options);
-        EXPECT_EQ(one.code, name_of(open(pop.port(), smtp.port()))) << one.reply;
-        EXPECT_EQ("wrong-order", name_of(client.header()));
-    }
-    EXPECT_TRUE(smtp.conversations().empty());
-}
-
-TEST_F(PopBeforeSmtp, BrokenServersAreTold)
-{
-    const struct {
-        Rule rule;
-        const char* code;
-    } cases[] = {{Rule(Step::kConnect).reply("220 SMTP"), "reply-malformed"},
-                 {Rule(Step::kConnect).close(), "connection-lost"},
-                 {Rule(Step::kPass).close(), "connection-lost"},
-                 {Rule(Step::kQuit).close(), "connection-lost"},
-                 {Rule(Step::kUser).silence(), "time-out"},
-                 {Rule(Step::kQuit).silence(), "time-out"}};
-    for (const auto& one : cases) {
-        Pop3Options options = pop_options();
-        options.rules = {one.rule};
-        const LoopbackPop3 pop(options);
-        client.settings.mutable_p_pop3_settings()->set_n_timeout(1);
-        EXPECT_EQ(one.code, name_of(open(pop.port(), smtp.port()))) << static_cast<int>(one.rule.step);
-    }
-    EXPECT_TRUE(smtp.conversations().empty());
-}
-
-TEST_F(PopBeforeSmtp, UnderTls)
-{
-    for (const std::uint32_t mode : {1u, 2u}) {
-        Pop3Options options = pop_options();
-        options.stls = mode == 1;
-        options.implicit_tls = mode == 2;
-        options.tls_required = true;
-        const LoopbackPop3 pop(options);
-        const CaFile ca(pop.certificates());
-        MailService trusting_service(trusting(ca));
-        client = ServiceClient(directly(trusting_service));
-        client.settings.mutable_p_pop3_settings()->set_n_tls_mode(mode);
-        EXPECT_EQ("ok", name_of(open(pop.port(), smtp.port()))) << mode;
-        EXPECT_NE("", pop.conversations()[0].tls_version) << mode;
-    }
-    Pop3Options options = pop_options();
-    const LoopbackPop3 pop(options);
-    client = ServiceClient(directly(service));
-    client.settings.mutable_p_pop3_settings()->set_n_tls_mode(1);
-    EXPECT_EQ("tls-not-offered", name_of(open(pop.port(), smtp.port())));
-}
-
-TEST_F(PopBeforeSmtp, WaitsAsLongAsTheSettingsSay)
-{
-    const LoopbackPop3 pop(pop_options());
-    client.settings.set_n_pop_wait_time(1);
-    const auto begun = std::chrono::steady_clock::now();
-    ASSERT_EQ("ok", name_of(open(pop.port(), smtp.port())));
-    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(1000));
-}
-
-TEST_F(PopBeforeSmtp, IsLeftOutWithoutItsSettings)
-{
-    client.settings.set_auth_kind(5);
-    ASSERT_EQ("ok", name_of(client.open(smtp.port())));
-    EXPECT_EQ("ok", name_of(client.send("x")));
-}
-
-TEST_F(PopBeforeSmtp, IsPartOfATest)
-{
-    const LoopbackPop3 pop(pop_options());
-    ASSERT_EQ("ok", name_of(open(pop.port(), smtp.port())));
-    EXPECT_EQ("ok", name_of(client.test()));
-    EXPECT_EQ(2u, pop.conversations().size());
 }
 
 }  // namespace

@@ -247,10 +247,7 @@ private:
 
     void expect_reply(const std::string& expected)
     {
-        std::string line(512, '\0');
-        std::uint32_t length = 0;
-        EXPECT_TRUE(service_.answer_diagnosis(velorin_test::this_caller(), line.data(), 512, length));
-        EXPECT_EQ(expected, line.substr(0, length));
+        EXPECT_EQ(expected, velorin_test::last_reply_of(service_));
     }
 
     void expect_service_is_well()

@@ -1,12 +1,9 @@
 // Ways to log in to a POP3 server, TLS modes, deadlines, ends of sessions, and the library on top.
 #include <chrono>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -15,6 +12,7 @@
 #include "CntsPOP3ReceiveMail.h"
 #include "CntsPOP3Settings.h"
 #include "CutlCPLBOSBoundary.h"
+#include "ca_file.h"
 #include "octets.h"
 #include "pop3_fixture.h"
 #include "velorin_mail_service.h"
@@ -22,6 +20,7 @@
 namespace velorin::service {
 namespace {
 
+using velorin_test::CaFile;
 using velorin_test::Conversation;
 using velorin_test::kNoAnswer;
 using velorin_test::kPassword;
@@ -39,31 +38,8 @@ using velorin_test::ReceivedPart;
 using velorin_test::Rule;
 using velorin_test::small_mails;
 using velorin_test::Step;
+using velorin_test::trusting;
 using velorin_test::with_mails;
-
-// The authority of a server in a file, while it is needed.
-class CaFile {
-public:
-    explicit CaFile(const velorin_test::LoopbackCertificates* certificates)
-        : path_(testing::TempDir() + "velorin_pop3_ca_" + std::to_string(::getpid()) + ".pem")
-    {
-        EXPECT_TRUE(certificates != nullptr && certificates->write_ca(path_));
-    }
-    ~CaFile() { std::remove(path_.c_str()); }
-    CaFile(const CaFile&) = delete;
-    CaFile& operator=(const CaFile&) = delete;
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
-MailServiceOptions trusting(const CaFile& ca)
-{
-    MailServiceOptions options = quick_options();
-    options.ca_file = ca.path();
-    return options;
-}
 
 struct LoginCase {
     const char* label;
@@ -338,10 +314,7 @@ TEST(Pop3Login, TheLastReplyIsKept)
     options.rules = {Rule(Step::kPass).reply("-ERR no\x1B[31m such user")};
     Pop3Fixture fixture(std::move(options));
     EXPECT_EQ("login-refused", name_of(fixture.client.open(fixture.server.port())));
-    std::string line(512, '\0');
-    std::uint32_t length = 0;
-    ASSERT_TRUE(fixture.service.answer_diagnosis(velorin_test::this_caller(), line.data(), 512, length));
-    EXPECT_EQ("-ERR no?[31m such user", line.substr(0, length));
+    EXPECT_EQ("-ERR no?[31m such user", velorin_test::last_reply_of(fixture.service));
 }
 
 // An application of the library, the service inside its process: the loop of the document.

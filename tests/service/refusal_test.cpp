@@ -12,6 +12,7 @@ namespace {
 
 using velorin_test::directly;
 using velorin_test::kSoon;
+using velorin_test::last_reply_of;
 using velorin_test::LoopbackSmtp;
 using velorin_test::name_of;
 using velorin_test::quick_options;
@@ -19,15 +20,6 @@ using velorin_test::Rule;
 using velorin_test::ServiceClient;
 using velorin_test::SmtpOptions;
 using velorin_test::Step;
-
-std::string last_reply_of(MailService& service)
-{
-    std::string line(512, '\0');
-    std::uint32_t length = 0;
-    EXPECT_TRUE(service.answer_diagnosis(velorin_test::this_caller(), line.data(), 512, length));
-    line.resize(length);
-    return line;
-}
 
 struct Case {
     Step step;

@@ -6,6 +6,9 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
+#include "ca_file.h"
 #include "emwGEN.h"
 #include "velorin_mail_service.h"
 
@@ -52,12 +55,28 @@ Exchange over_channel()
     };
 }
 
+std::string last_reply_of(velorin::service::MailService& service)
+{
+    std::string line(512, '\0');
+    std::uint32_t length = 0;
+    EXPECT_TRUE(service.answer_diagnosis(this_caller(), line.data(), 512, length));
+    line.resize(length);
+    return line;
+}
+
 velorin::MailServiceOptions quick_options()
 {
     velorin::MailServiceOptions options;
     options.connect_timeout = 5;
     options.command_timeout = 5;
     options.data_timeout = 5;
+    return options;
+}
+
+velorin::MailServiceOptions trusting(const CaFile& ca)
+{
+    velorin::MailServiceOptions options = quick_options();
+    options.ca_file = ca.path();
     return options;
 }
 

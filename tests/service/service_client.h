@@ -12,6 +12,8 @@
 
 namespace velorin_test {
 
+class CaFile;
+
 constexpr int kSoon = 10000;                     // milliseconds in which everything local has happened
 constexpr std::uint32_t kNoAnswer = 0xFFFFFFFF;  // the service let the caller go
 constexpr char kUser[] = "user";
@@ -25,8 +27,13 @@ Exchange directly(velorin::service::MailService& service,
                   const velorin_channel::Caller& caller = this_caller());
 Exchange over_channel();  // the endpoint "pcie:ntc_email_smtp" of this process's channel
 
+// The last reply line that the service keeps for this process.
+std::string last_reply_of(velorin::service::MailService& service);
+
 // Times short enough for tests.
 velorin::MailServiceOptions quick_options();
+// The same, trusting that authority alone.
+velorin::MailServiceOptions trusting(const CaFile& ca);
 
 class ServiceClient {
 public:
