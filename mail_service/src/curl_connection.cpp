@@ -239,7 +239,7 @@ bool apply(CURL* easy, const ServerAccount& account, const OpeningRules& rules, 
     return options.accepted();
 }
 
-// libcurl keeps no log-in data after this.
+// The handle keeps no log-in data after this. The connection does until it is closed, on the heap that is wiped.
 void forget_login(CURL* easy)
 {
     Options options(easy);

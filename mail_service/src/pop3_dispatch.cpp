@@ -9,8 +9,8 @@
 #include "header_text.h"
 #include "mail_answer.h"
 #include "mail_list.h"
+#include "pop3_secrets.h"
 #include "pop3_session.h"
-#include "secret.h"
 
 namespace velorin::service {
 namespace {
@@ -249,9 +249,8 @@ struct Pop3Protocol {
 
     static void forget_secrets(Envelope& request)
     {
-        if (!request.has_create_instance_req() || !request.create_instance_req().has_c_settings()) return;
-        ntc_email_esu_pop3_settings& settings = *request.mutable_create_instance_req()->mutable_c_settings();
-        if (settings.has_c_passwd()) wipe(*settings.mutable_c_passwd());
+        if (request.has_create_instance_req())
+            velorin::forget_secrets(*request.mutable_create_instance_req());
     }
 };
 #undef NTC_SERVICE_OPERATION

@@ -5,16 +5,9 @@
 #include <memory>
 #include <string>
 
-#include <string.h>
+#include "secret_text.h"
 
 namespace velorin::service {
-
-// Overwrites a text that held a password, so that no core or later allocation shows it.
-inline void wipe(std::string& text) noexcept
-{
-    ::explicit_bzero(text.data(), text.size());
-    text.clear();
-}
 
 // A password. It stands in memory once, in a block of its exact size, and is overwritten when it goes.
 class Secret {
@@ -46,7 +39,7 @@ public:
 private:
     void forget() noexcept
     {
-        if (octets_) ::explicit_bzero(octets_.get(), length_);
+        if (octets_) wipe_octets(octets_.get(), length_);
         octets_.reset();
         length_ = 0;
     }

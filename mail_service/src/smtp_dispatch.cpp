@@ -5,7 +5,7 @@
 #include "ntc_email_esu_smtp.pb.h"
 
 #include "dispatch.h"
-#include "secret.h"
+#include "smtp_secrets.h"
 #include "smtp_session.h"
 
 namespace velorin::service {
@@ -140,12 +140,8 @@ struct SmtpProtocol {
 
     static void forget_secrets(Envelope& request)
     {
-        if (!request.has_create_instance_req() || !request.create_instance_req().has_psmtpset()) return;
-        ntc_email_esu_smtp_settings& settings = *request.mutable_create_instance_req()->mutable_psmtpset();
-        if (settings.has_c_paswd()) wipe(*settings.mutable_c_paswd());
-        if (settings.has_p_pop3_settings() && settings.p_pop3_settings().has_c_passwd()) {
-            wipe(*settings.mutable_p_pop3_settings()->mutable_c_passwd());
-        }
+        if (request.has_create_instance_req())
+            velorin::forget_secrets(*request.mutable_create_instance_req());
     }
 };
 #undef NTC_SERVICE_OPERATION

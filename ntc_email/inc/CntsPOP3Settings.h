@@ -16,7 +16,7 @@ struct NTC_EMAIL_API SPOP3Setting {
     SPOP3Setting() = default;
     SPOP3Setting(const SPOP3Setting&) = default;
     SPOP3Setting& operator=(const SPOP3Setting&) = default;
-    ~SPOP3Setting();
+    ~SPOP3Setting();  // the password is overwritten
 
     CntsMLUTLMailAddress c_address;  // the mailbox's own address
     CutlCPLBMString c_server;
@@ -37,7 +37,7 @@ public:
     CntsPOP3Settings(const SPOP3Setting& record);  // texts that are null become empty
     CntsPOP3Settings(const CntsPOP3Settings&) = default;
     CntsPOP3Settings& operator=(const CntsPOP3Settings& other);
-    ~CntsPOP3Settings() override;
+    ~CntsPOP3Settings() override;  // the password is overwritten
 
     CntsMLUTLMailAddress c_address;
     CutlCPLBMString c_server;

@@ -13,6 +13,11 @@ namespace velorin {
 // An SMTP account as the application fills it in. The library copies it and interprets nothing: the values of
 // auth_kind and the mode bytes, the ports and the times (seconds) are the mail service's.
 struct NTC_EMAIL_API nts_smtp_settings {
+    nts_smtp_settings() = default;
+    nts_smtp_settings(const nts_smtp_settings&) = default;
+    nts_smtp_settings& operator=(const nts_smtp_settings&) = default;
+    ~nts_smtp_settings();  // the password is overwritten
+
     CutlCPLBMString c_server;
     CutlCPLBMString c_usr_id;
     CutlCPLBMString c_paswd;
@@ -37,7 +42,7 @@ public:
     // Deliberately neither reuses nor destroys the POP3 settings that the destination held: they stay
     // allocated, and whoever assigns twice frees them first.
     CntsSMTPSettings& operator=(const CntsSMTPSettings& other);
-    ~CntsSMTPSettings() override;
+    ~CntsSMTPSettings() override;  // the password is overwritten
 
     std::int32_t auth_kind;
     CutlCPLBMString c_server;

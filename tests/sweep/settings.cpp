@@ -31,12 +31,13 @@ Scenario smtp_settings()
     return {"smtp settings, made and copied",
             {"CntsSMTPSettings::CntsSMTPSettings(nts_smtp_settings const&)",
              "CntsSMTPSettings::CntsSMTPSettings(CntsSMTPSettings const&)",
-             "CntsSMTPSettings::~CntsSMTPSettings()"},
+             "CntsSMTPSettings::~CntsSMTPSettings()", "nts_smtp_settings::~nts_smtp_settings()"},
             [](PlatformDouble&) {
                 const auto record = std::make_shared<velorin::nts_smtp_settings>(smtp_record());
                 Trial trial;
                 trial.run = [=](Outcome& given) {
-                    const CntsSMTPSettings made(*record);
+                    const velorin::nts_smtp_settings own(*record);
+                    const CntsSMTPSettings made(own);
                     const CntsSMTPSettings copied(made);
                     add_settings(given, "made", made);
                     add_settings(given, "copied", copied);

@@ -12,6 +12,7 @@
 
 #include "envelope_arena.h"
 #include "ntc_email_export.h"
+#include "secret_text.h"
 #include "session_identity.h"
 #include "status.h"
 #include "trace.h"
@@ -64,13 +65,18 @@ public:
     {
         constexpr std::size_t kMostWithPassword = 64 * 1024;  // octets; a longer request carries a body
         if (octets.size() > kMostWithPassword) return;
-        volatile char* const first = &octets[0];  // volatile: the stores are not to be left out
-        for (std::size_t i = 0; i < octets.size(); ++i) {
-            first[i] = 0;
-        }
+        wipe_octets(&octets[0], octets.size());
     }
 
     std::string octets;
+};
+
+// Overwrites what of a request is secret once its exchange is over, however it ends. Of most requests nothing is;
+// a protocol specialises this for the others.
+template <typename Request>
+class RequestSecrets {
+public:
+    explicit RequestSecrets(Request& /*request*/) {}
 };
 
 // The way to the mail service that both communicators are built on. Protocol names what differs: envelope,
@@ -122,6 +128,7 @@ protected:
         Envelope& request = arena.make<Envelope>();
         request.set_method_type(type);
         Request& own_request = *(request.*mutable_request)();
+        [[maybe_unused]] const RequestSecrets<Request> secrets(own_request);
         own_request.set_session_id(session_identity(this));
         const std::uint32_t filled = fill(own_request);
         if (filled != kStatusOk) return filled;

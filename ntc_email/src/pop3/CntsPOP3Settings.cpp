@@ -1,10 +1,14 @@
 #include "CntsPOP3Settings.h"
 
+#include "secret_text.h"
 #include "wire_text.h"
 
 namespace velorin {
 
-SPOP3Setting::~SPOP3Setting() = default;
+SPOP3Setting::~SPOP3Setting()
+{
+    wipe(c_passwd);
+}
 
 CntsPOP3Settings::CntsPOP3Settings(const SPOP3Setting& record)
     : n_port(record.n_port), is_apop(record.is_apop), n_timeout(record.n_timeout),
@@ -17,8 +21,26 @@ CntsPOP3Settings::CntsPOP3Settings(const SPOP3Setting& record)
     copy_or(c_passwd, record.c_passwd, "");
 }
 
-CntsPOP3Settings& CntsPOP3Settings::operator=(const CntsPOP3Settings& other) = default;
+CntsPOP3Settings& CntsPOP3Settings::operator=(const CntsPOP3Settings& other)
+{
+    if (this == &other) return *this;
+    c_address = other.c_address;
+    c_server = other.c_server;
+    n_port = other.n_port;
+    c_user_id = other.c_user_id;
+    copy_secret(c_passwd, other.c_passwd);
+    is_apop = other.is_apop;
+    n_timeout = other.n_timeout;
+    b_is_ipv6 = other.b_is_ipv6;
+    n_tls_mode = other.n_tls_mode;
+    n_ssl_auth = other.n_ssl_auth;
+    n_ssl_encrypt = other.n_ssl_encrypt;
+    return *this;
+}
 
-CntsPOP3Settings::~CntsPOP3Settings() = default;
+CntsPOP3Settings::~CntsPOP3Settings()
+{
+    wipe(c_passwd);
+}
 
 }  // namespace velorin

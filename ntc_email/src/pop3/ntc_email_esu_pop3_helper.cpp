@@ -1,6 +1,7 @@
 #include "ntc_email_esu_pop3_helper.h"
 
 #include "ntc_email_esu_mlutl_helper.h"
+#include "secret_text.h"
 #include "status.h"
 #include "trace.h"
 #include "wire_text.h"
@@ -19,13 +20,14 @@ std::uint32_t ntc_email_esu_pop3_helper::convert_pop3_settings(const CntsPOP3Set
     if (has_text(settings.c_server)) message.set_c_server(text_of(settings.c_server));     // 2, null: absent
     message.set_n_port(static_cast<std::uint32_t>(settings.n_port));                       // 3, always
     if (has_text(settings.c_user_id)) message.set_c_user_id(text_of(settings.c_user_id));  // 4, null: absent
-    if (has_text(settings.c_passwd)) message.set_c_passwd(text_of(settings.c_passwd));     // 5, null: absent
-    message.set_is_apop(settings.is_apop == 1);                                            // 6, always
-    message.set_n_timeout(static_cast<std::uint32_t>(settings.n_timeout));                 // 7, always
-    message.set_b_is_ipv6(settings.b_is_ipv6 == 1);                                        // 8, always
-    message.set_n_tls_mode(settings.n_tls_mode);                                           // 9, always
-    message.set_n_ssl_auth(settings.n_ssl_auth);                                           // 10, always
-    message.set_n_ssl_encrypt(settings.n_ssl_encrypt);                                     // 11, always
+    if (has_text(settings.c_passwd))
+        put_secret(*message.mutable_c_passwd(), settings.c_passwd);         // 5, null: absent
+    message.set_is_apop(settings.is_apop == 1);                             // 6, always
+    message.set_n_timeout(static_cast<std::uint32_t>(settings.n_timeout));  // 7, always
+    message.set_b_is_ipv6(settings.b_is_ipv6 == 1);                         // 8, always
+    message.set_n_tls_mode(settings.n_tls_mode);                            // 9, always
+    message.set_n_ssl_auth(settings.n_ssl_auth);                            // 10, always
+    message.set_n_ssl_encrypt(settings.n_ssl_encrypt);                      // 11, always
     return kStatusOk;
 }
 

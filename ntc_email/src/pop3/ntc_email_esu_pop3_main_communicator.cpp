@@ -2,10 +2,23 @@
 
 #include "ntc_email_esu_mlutl_helper.h"
 #include "ntc_email_esu_pop3_helper.h"
+#include "pop3_secrets.h"
 
 namespace velorin {
 
 template class ServiceChannel<Pop3Protocol>;
+
+template <>
+class RequestSecrets<ntc_email_esu_pop3_create_instance_req> {
+public:
+    explicit RequestSecrets(ntc_email_esu_pop3_create_instance_req& request) : request_(request) {}
+    RequestSecrets(const RequestSecrets&) = delete;
+    RequestSecrets& operator=(const RequestSecrets&) = delete;
+    ~RequestSecrets() { forget_secrets(request_); }
+
+private:
+    ntc_email_esu_pop3_create_instance_req& request_;
+};
 
 namespace {
 

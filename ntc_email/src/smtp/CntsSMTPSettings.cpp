@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "secret_text.h"
 #include "wire_text.h"
 
 namespace velorin {
@@ -18,6 +19,11 @@ CntsPOP3Settings* copied(const CntsPOP3Settings* settings)
 }
 
 }  // namespace
+
+nts_smtp_settings::~nts_smtp_settings()
+{
+    wipe(c_paswd);
+}
 
 CntsSMTPSettings::CntsSMTPSettings(const nts_smtp_settings& record)
     : auth_kind(record.auth_kind), n_port(record.n_port), n_tmo(record.n_tmo), p_pop3_settings(nullptr),
@@ -50,7 +56,7 @@ CntsSMTPSettings& CntsSMTPSettings::operator=(const CntsSMTPSettings& other)
     n_tmo = other.n_tmo;
     p_pop3_settings = copied(other.p_pop3_settings);  // deliberate: the object held before stays allocated
     c_usr_id = other.c_usr_id;
-    c_paswd = other.c_paswd;
+    copy_secret(c_paswd, other.c_paswd);
     c_host_name = other.c_host_name;
     n_size_limit = other.n_size_limit;
     n_pop_wait_time = other.n_pop_wait_time;
@@ -63,6 +69,7 @@ CntsSMTPSettings& CntsSMTPSettings::operator=(const CntsSMTPSettings& other)
 
 CntsSMTPSettings::~CntsSMTPSettings()
 {
+    wipe(c_paswd);
     delete p_pop3_settings;
 }
 

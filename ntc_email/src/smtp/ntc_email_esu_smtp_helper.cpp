@@ -4,6 +4,7 @@
 
 #include "ntc_email_esu_mlutl_helper.h"
 #include "ntc_email_esu_pop3_helper.h"
+#include "secret_text.h"
 #include "status.h"
 #include "trace.h"
 #include "wire_text.h"
@@ -52,7 +53,8 @@ std::uint32_t ntc_email_esu_smtp_helper::convert_smtp_settings(const CntsSMTPSet
         return kStatusCallFailed;
     }
     if (has_text(settings.c_usr_id)) message.set_c_usr_id(text_of(settings.c_usr_id));  // 6, null: absent
-    if (has_text(settings.c_paswd)) message.set_c_paswd(text_of(settings.c_paswd));     // 7, null: absent
+    if (has_text(settings.c_paswd))
+        put_secret(*message.mutable_c_paswd(), settings.c_paswd);  // 7, null: absent
     if (has_text(settings.c_host_name))
         message.set_c_host_name(text_of(settings.c_host_name));                         // 8, null: absent
     message.set_n_size_limit(static_cast<std::uint32_t>(settings.n_size_limit));        // 9, always

@@ -3,10 +3,23 @@
 #include <algorithm>
 
 #include "ntc_email_esu_smtp_helper.h"
+#include "smtp_secrets.h"
 
 namespace velorin {
 
 template class ServiceChannel<SmtpProtocol>;
+
+template <>
+class RequestSecrets<ntc_email_esu_smtp_create_instance_req> {
+public:
+    explicit RequestSecrets(ntc_email_esu_smtp_create_instance_req& request) : request_(request) {}
+    RequestSecrets(const RequestSecrets&) = delete;
+    RequestSecrets& operator=(const RequestSecrets&) = delete;
+    ~RequestSecrets() { forget_secrets(request_); }
+
+private:
+    ntc_email_esu_smtp_create_instance_req& request_;
+};
 
 namespace {
 
