@@ -72,6 +72,9 @@ std::string key_of(const std::string& address)
 bool is_usable_address(const std::string& address)
 {
     if (address.empty() || address.size() > kMaxAddress) return false;
+    // Nobody's, or nowhere. The library takes a local part in quotes without angle brackets around the address for a
+    // display name.
+    if (address.front() == '@' || address.back() == '@') return false;
     bool quoted = false;
     for (std::size_t index = 0; index < address.size(); ++index) {
         const char octet = address[index];

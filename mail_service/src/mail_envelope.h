@@ -25,7 +25,7 @@ struct MailEnvelope {
 std::uint32_t read_envelope(const CntsSMTPSendMail& mail, std::size_t max_recipients, MailEnvelope& envelope);
 
 // Printable US-ASCII, at most 254 octets (RFC 5321, 4.5.3.1.3 without brackets), no angle bracket, blanks
-// only in a quoted local part.
+// only in a quoted local part, something before and behind an "@".
 bool is_usable_address(const std::string& address);
 
 }  // namespace velorin::service

@@ -93,7 +93,7 @@ TEST(UsableAddress, CannotLeaveItsBrackets)
         EXPECT_TRUE(is_usable_address(address)) << address;
     }
     for (const char* const address : {"", "a b@c", "a@b> SIZE=1", "a@b>\r\nDATA", "<a@b", "\"a\"b c@d",
-                                      "\"a@b", "\xE3@b", "a\tb@c", "a\x7F@b", "\"a\\"}) {
+                                      "\"a@b", "@b", "a@", "@", "\xE3@b", "a\tb@c", "a\x7F@b", "\"a\\"}) {
         EXPECT_FALSE(is_usable_address(address)) << address;
     }
     EXPECT_TRUE(is_usable_address(std::string(252, 'a') + "@b"));
@@ -161,6 +161,41 @@ TEST(MailEnvelope, RefusesAnAddressThatCannotBeUsed)
          {"Na me <>", "a b@c", "a@b, <c d@e>", "a@b, \"unclosed", "x@\xE3\x81\x82"}) {
         MailEnvelope envelope;
         EXPECT_EQ("bad-address", name_of(read({"s@t", nullptr, nullptr, nullptr, list}, envelope))) << list;
+    }
+}
+
+// RFC 5321, 4.1.2: a local part in quotes may hold blanks. The library knows it in angle brackets; without them the
+// quotes are those of a display name, and what is left of the address is nobody's.
+TEST(MailEnvelope, TakesALocalPartInQuotes)
+{
+    const struct {
+        const char* entry;
+        const char* expected;  // null: bad-address
+    } cases[] = {
+        {"<\"john doe\"@example.org>", "\"john doe\"@example.org"},
+        {"John <\"john doe\"@example.org>", "\"john doe\"@example.org"},
+        {"\"Doe, John\" <\"john doe\"@example.org>", "\"john doe\"@example.org"},
+        {"<\"a\\\"b\"@example.org>", "\"a\\\"b\"@example.org"},
+        {"\"john doe\"@example.org", nullptr},
+        {"\"john doe\" @example.org", nullptr},
+        {"<\"john doe@example.org>", nullptr},
+        {"<john doe@example.org>", nullptr},
+        {"<\"john doe\"@example.org> SIZE=1", "\"john doe\"@example.org"},
+        {"<\"a>b\"@example.org>", nullptr},
+    };
+    for (const auto& one : cases) {
+        MailEnvelope envelope;
+        const std::string code = name_of(read({"s@t", nullptr, one.entry, nullptr, nullptr}, envelope));
+        EXPECT_EQ(one.expected != nullptr ? "ok" : "bad-address", code) << one.entry;
+        if (one.expected != nullptr) {
+            EXPECT_EQ(std::vector<std::string>{one.expected}, envelope.recipients) << one.entry;
+        }
+        MailEnvelope sender;
+        const std::string of_sender = name_of(read({one.entry, nullptr, "x@y", nullptr, nullptr}, sender));
+        EXPECT_EQ(code, of_sender) << one.entry;
+        if (one.expected != nullptr) {
+            EXPECT_EQ(one.expected, sender.sender) << one.entry;
+        }
     }
 }
 

@@ -350,5 +350,35 @@ TEST_F(Sending, JudgesASizeByBothLimits)
     EXPECT_EQ("too-large", name_of(unlimited.judge(2001)));
 }
 
+// The limits are for whoever asks; on a mail that nobody asked about, the server's word counts.
+TEST_F(Sending, LimitsNoMailThatWasNotJudged)
+{
+    SmtpOptions options;
+    options.size_limit = 5000;
+    const LoopbackSmtp server(options);
+    client.settings.set_n_size_limit(100);
+    ASSERT_EQ("ok", name_of(client.open(server.port())));
+    EXPECT_EQ("ok", name_of(client.send(std::string(2000, 'x'))));
+    EXPECT_EQ("too-large", name_of(client.judge(101)));
+    EXPECT_EQ("ok", name_of(client.send("after a size that was too large")));
+    EXPECT_EQ("too-large", name_of(client.send(std::string(6000, 'x'))));  // the server's verdict
+}
+
+// RFC 5321, 4.1.2; without angle brackets the quotes would be a display name's.
+TEST_F(Sending, AsksForALocalPartInQuotes)
+{
+    const LoopbackSmtp server;
+    client.mail.mutable_c_from()->set_c_address("John <\"john doe\"@example.com>");
+    client.mail.mutable_c_to()->set_c_address("<\"jane doe\"@example.org>");
+    ASSERT_EQ("ok", name_of(client.open(server.port())));
+    ASSERT_EQ("ok", name_of(client.send("x")));
+    const std::string lines = server.conversations()[0].client_lines();
+    EXPECT_NE(std::string::npos, lines.find("MAIL FROM:<\"john doe\"@example.com> BODY=8BITMIME\n")) << lines;
+    EXPECT_NE(std::string::npos, lines.find("RCPT TO:<\"jane doe\"@example.org>\n")) << lines;
+    client.mail.mutable_c_to()->set_c_address("\"jane doe\"@example.org");
+    EXPECT_EQ("bad-address", name_of(client.header()));
+    EXPECT_EQ(std::string::npos, server.conversations()[0].client_lines().find("<@"));
+}
+
 }  // namespace
 }  // namespace velorin::service

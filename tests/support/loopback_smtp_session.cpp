@@ -198,7 +198,8 @@ std::string SmtpSession::mail_refusal(std::string_view address, std::string_view
     if (mail_) return "503 5.5.1 a mail is open already";
     if (options_.tls_required && !dialogue_.connection().is_tls()) return "530 5.7.0 STARTTLS first";
     if (options_.auth_required && user_.empty()) return "530 5.7.0 log in first";
-    if (address.find_first_of(" \t") != std::string_view::npos) return "501 5.1.7 no such address";
+    const bool quoted = address.substr(0, 1) == "\"";
+    if (!quoted && address.find_first_of(" \t") != std::string_view::npos) return "501 5.1.7 no such address";
     const std::optional<std::string> size = parameter(parameters, "SIZE");
     if (size) {
         if (!extended_ || !options_.size_limit) return "555 5.5.4 SIZE is not offered";
