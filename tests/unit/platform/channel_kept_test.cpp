@@ -1,12 +1,18 @@
 // Connections that carry more than one exchange. How closely exchanges follow each other is the machine's to
 // say, so what has to happen is tried until it does, and what must never happen is looked at every time.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "channel_codes.h"
 #include "platform_support.h"
@@ -216,6 +222,110 @@ TEST(ChannelKept, ForkedChildDoesNotCallAsItsParent)
             run_in_child([] { return call_once("echo", "who").answer == std::to_string(getpid()) ? 0 : 1; }),
             0);
     }
+}
+
+// Answers with the user that the server takes the caller for.
+bool name_user(const Caller& caller, const char*, std::uint32_t, char* answer, std::uint32_t capacity,
+               std::uint32_t& length)
+{
+    length = static_cast<std::uint32_t>(std::to_string(caller.uid).copy(answer, capacity));
+    return true;
+}
+
+// What a connection is trusted for was asked when it was made: somebody else needs one of his own.
+TEST(ChannelKept, ClientThatBecomesAnotherUserIsAskedAgain)
+{
+    constexpr uid_t kOther = 54321;
+    const ChannelDirectory directory;
+    const EchoServer server(directory, {}, name_user);
+    const std::string own = std::to_string(geteuid());
+    EXPECT_EQ(call_once("echo", "who").answer, own);
+    if (geteuid() != 0) return;  // nobody else is at hand
+    ASSERT_EQ(chmod(directory.path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod((directory / "echo").c_str(), 0666), 0);
+    EXPECT_EQ(run_in_child([&own] {
+                  for (int round = 0; round < 20; ++round) {
+                      for (int count = 0; count < 3; ++count) {
+                          if (call_once("echo", "who").answer != own) return 1;
+                      }
+                      if (seteuid(kOther) != 0) return 2;
+                      if (call_once("echo", "who").code != velorin_channel::kPeerGone) return 3;
+                      if (seteuid(0) != 0) return 4;
+                  }
+                  return 0;
+              }),
+              0);
+}
+
+TEST(ChannelKept, ServerInAnotherPlaceIsFoundOnceTheOldOneIsSilent)
+{
+    const ChannelDirectory directory;
+    const TempDirectory elsewhere;
+    const ScriptedPeer before(directory, ScriptedPeer::Second::answer);
+    int calls = 0;
+    for (; calls < 5; ++calls)
+        EXPECT_EQ(call_once("peer", "r").code, 0u);
+    // Another directory takes the place of the one that the client knows.
+    std::filesystem::rename(directory.path(), elsewhere / "old");
+    ASSERT_TRUE(std::filesystem::create_directory(directory.path()));
+    const ScriptedPeer after(directory, ScriptedPeer::Second::answer);
+    EXPECT_TRUE(until([&] {
+        EXPECT_EQ(call_once("peer", "r").code, 0u);
+        ++calls;
+        const auto silent_until = Clock::now() + std::chrono::milliseconds(calls % 20);
+        while (Clock::now() < silent_until) {  // in the end longer than a connection is kept
+        }
+        return after.requests() > 0;
+    }));
+    EXPECT_EQ(before.requests() + after.requests(), calls);  // each once
+}
+
+// Exchanges of threads that have ended, and of those that follow, each get their own answer.
+TEST(ChannelKept, ThreadsThatHaveEndedLeaveNothingToTheNext)
+{
+    const ChannelDirectory directory;
+    const EchoServer server(directory);
+    for (int round = 0; round < 10; ++round) {
+        std::vector<std::thread> threads;
+        for (int number = 0; number < 4; ++number) {
+            threads.emplace_back([number] {
+                for (int count = 0; count < 10; ++count) {
+                    const std::string request = std::to_string(number) + "/" + std::to_string(count);
+                    EXPECT_EQ(call_once("echo", request).answer, request);
+                }
+            });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+        for (int count = 0; count < 5; ++count) {
+            const std::string request = "alone " + std::to_string(count);
+            EXPECT_EQ(call_once("echo", request).answer, request);
+        }
+    }
+}
+
+// A program that is executed has none of the connections that its process kept.
+TEST(ChannelKept, ExecutedProgramHasNone)
+{
+    const ChannelDirectory directory;
+    const ScriptedPeer peer(directory, ScriptedPeer::Second::answer);
+    EXPECT_TRUE(until([&] {
+        EXPECT_EQ(call_once("peer", "r").code, 0u);
+        return peer.shared() >= 1;
+    }));
+    int sockets = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int descriptor = std::stoi(entry.path().filename().string());
+        struct stat found {};
+        if (fstat(descriptor, &found) != 0 || !S_ISSOCK(found.st_mode)) continue;
+        sockaddr_un there{};
+        socklen_t size = sizeof there;
+        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&there), &size) != 0) continue;
+        if (directory / "peer" != there.sun_path) continue;
+        ++sockets;
+        EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0) << descriptor;
+    }
+    EXPECT_EQ(sockets, 1);
 }
 
 }  // namespace
