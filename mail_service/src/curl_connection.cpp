@@ -314,6 +314,7 @@ std::uint32_t CurlConnection::open_once(const ServerAccount& account, const Open
     const bool log_in = login != Login::none;
     if (!initialise_once()) return kInternalFailure;
     OpeningReplies replies(account.protocol, last_reply_);
+    if (log_in) replies.hide(account.password);
     if (account.tls == TlsMode::on_request) replies.expect_stls();
     const bool pop3 = account.protocol == ServerProtocol::pop3;
     if (pop3 && login == Login::strongest && !account.apop && may_have_ticket(account.user))

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "last_reply.h"
+#include "reply_mask.h"
 
 namespace velorin::service {
 namespace {
@@ -92,8 +93,8 @@ bool OpeningReplies::take_line()
 void OpeningReplies::complete()
 {
     step_ = true;
-    last_ = line_;
-    last_reply_.set(line_);
+    last_ = hidden_ != nullptr ? without_password(line_, *hidden_) : line_;
+    last_reply_.set(last_);
 }
 
 bool OpeningReplies::take_smtp_line()

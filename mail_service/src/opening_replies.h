@@ -21,6 +21,9 @@ public:
     // POP3: capabilities with GSSAPI to log in with are taken for malformed; offers_ticket() tells why.
     void stop_at_tickets() { stops_at_tickets_ = true; }
 
+    // Replies are told without it; it outlives this.
+    void hide(const Secret& password) { hidden_ = &password; }
+
     // Takes octets of the server's side of the dialogue.
     //   result  false when they can be no part of it: nothing more is to be taken
     bool take(const char* octets, std::size_t count);
@@ -54,6 +57,7 @@ private:
 
     ServerProtocol protocol_;
     LastReply& last_reply_;
+    const Secret* hidden_ = nullptr;
     std::string line_;
     std::string last_;
     std::size_t lines_ = 0;

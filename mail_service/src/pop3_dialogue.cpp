@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "last_reply.h"
+#include "reply_mask.h"
 #include "return_codes.h"
 
 namespace velorin::service {
@@ -83,7 +84,9 @@ std::uint32_t Pop3Dialogue::log_in(const std::string& user, const Secret& passwo
     line += "PASS ";
     line += password.c_str();
     line += "\r\n";
+    hidden_ = &password;
     const std::uint32_t code = exchange(line, kLoginRefused);
+    hidden_ = nullptr;
     wipe(line);
     return code;
 }
@@ -122,7 +125,7 @@ std::uint32_t Pop3Dialogue::read_status()
         lf_lines_ = length == 0 || from[length - 1] != '\r';
         if (!lf_lines_) --length;
         line_.assign(from, length);
-        last_reply_.set(line_);
+        last_reply_.set(hidden_ != nullptr ? without_password(line_, *hidden_) : line_);
         refused_ = begins(line_, "-ERR");
         if (!refused_ && !begins(line_, "+OK")) return malformed();
         text_ = refused_ ? std::string() : line_.substr(std::min<std::size_t>(line_.size(), 4));

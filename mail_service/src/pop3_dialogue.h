@@ -82,6 +82,7 @@ private:
     std::size_t in_count_ = 0;
     std::string line_;  // the last status line
     std::string text_;
+    const Secret* hidden_ = nullptr;  // what no reply is told with
     bool refused_ = false;
     bool lf_lines_ = false;  // this server ends its lines in LF alone
     bool over_ = true;

@@ -94,6 +94,37 @@ TEST(Login, WithAWrongPasswordIsRefused)
     }
 }
 
+// Some servers say the command again that they do not like.
+TEST(Login, TellsNoReplyWithThePasswordInIt)
+{
+    const struct {
+        const char* mechanism;
+        Step step;
+        const char* reply;
+        const char* told;
+    } cases[] = {
+        {"PLAIN", Step::kAuthReply, "535 5.7.8 AUTH PLAIN AHVzZXIAc2VjcmV0LXB3",
+         "535 5.7.8 AUTH PLAIN *****"},
+        {"LOGIN", Step::kAuthReply, "535 c2VjcmV0LXB3 (secret-pw) is wrong", "535 ***** (*****) is wrong"},
+        {"PLAIN", Step::kAuthReply, "235 welcome secret-pw", nullptr},
+    };
+    for (const auto& one : cases) {
+        SmtpOptions options = with_users({one.mechanism});
+        options.rules = {Rule(one.step).every().reply(one.reply)};
+        const LoopbackSmtp server(options);
+        MailService service(quick_options());
+        ServiceClient client(directly(service));
+        client.log_in(1);
+        const std::string code = name_of(client.open(server.port()));
+        const std::string told = velorin_test::last_reply_of(service);
+        EXPECT_EQ(one.told != nullptr ? "login-refused" : "ok", code) << one.reply;
+        EXPECT_EQ(std::string::npos, told.find(kPassword)) << told;
+        if (one.told != nullptr) {
+            EXPECT_EQ(one.told, told);
+        }
+    }
+}
+
 TEST(Login, ThatTheServerPutsOffIsTriedLater)
 {
     SmtpOptions options = with_users({"PLAIN"});

@@ -317,6 +317,20 @@ TEST(Pop3Login, TheLastReplyIsKept)
     EXPECT_EQ("-ERR no?[31m such user", velorin_test::last_reply_of(fixture.service));
 }
 
+// Whichever way it was said; behind a refused APOP the dialogue is the service's own.
+TEST(Pop3Login, TellsNoReplyWithThePasswordInIt)
+{
+    for (const bool apop : {false, true}) {
+        Pop3Options options = with_mails({});
+        options.apop = apop;
+        options.rules = {Rule(Step::kApop).reply("-ERR no secret"),
+                         Rule(Step::kPass).reply("-ERR what is PASS secret-pw?")};
+        Pop3Fixture fixture(std::move(options));
+        EXPECT_EQ("login-refused", name_of(fixture.client.open(fixture.server.port())));
+        EXPECT_EQ("-ERR what is PASS *****?", velorin_test::last_reply_of(fixture.service));
+    }
+}
+
 // An application of the library, the service inside its process: the loop of the document.
 TEST(Pop3Library, ReadsAndDeletesAMailbox)
 {

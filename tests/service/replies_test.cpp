@@ -8,6 +8,8 @@
 
 #include "last_reply.h"
 #include "opening_replies.h"
+#include "reply_mask.h"
+#include "secret.h"
 #include "smtp_capabilities.h"
 #include "smtp_reply.h"
 
@@ -110,6 +112,36 @@ TEST(PrintableLine, HidesWhatATerminalWouldObey)
 {
     EXPECT_EQ("550 a?[31m??b", printable_line("550 a\x1B[31m\x80\rb"));
     EXPECT_EQ(512u, printable_line(std::string(2000, 'x')).size());
+}
+
+TEST(ReplyMask, HidesThePasswordThatAServerRepeats)
+{
+    const struct {
+        const char* password;
+        const char* line;
+        const char* told;
+    } lines[] = {
+        {"secret-pw", "-ERR no", "-ERR no"},
+        {"secret-pw", "-ERR what is PASS secret-pw", "-ERR what is PASS *****"},
+        {"secret-pw", "xsecret-pwx secret-pw", "x*****x *****"},
+        {"secret-pw", "secret-p", "secret-p"},
+        {"a b", "-ERR PASS a b", "-ERR PASS *****"},
+        {"", "-ERR no", "-ERR no"},
+        {"", "", ""},
+        {"secret-pw", "", ""},
+        // A short one stands in many a word.
+        {"no", "-ERR no, know not", "-ERR *****, know not"},
+        {"n", "550 n+n nn n", "550 *****+***** nn *****"},
+        // base64: of "\0user\0secret-pw", of the password alone, of a bearer's token
+        {"secret-pw", "500 AUTH PLAIN AHVzZXIAc2VjcmV0LXB3?", "500 AUTH PLAIN *****?"},
+        {"secret-pw", "501 \"c2VjcmV0LXB3\" it is not", "501 \"*****\" it is not"},
+        {"secret-pw", "535 dXNlcj11AWF1dGg9QmVhcmVyIHNlY3JldC1wdwEB.", "535 *****."},
+        {"secret-pwd", "535 c2VjcmV0LXB3ZA==", "535 *****"},
+        {"secret-pw", "535 c2VjcmV0LXB2", "535 c2VjcmV0LXB2"},
+        {"+OK", "+OK +OK", "***** *****"},
+    };
+    for (const auto& one : lines)
+        EXPECT_EQ(one.told, without_password(one.line, Secret(std::string(one.password)))) << one.line;
 }
 
 TEST(SmtpCapabilities, AreReadLineByLine)
