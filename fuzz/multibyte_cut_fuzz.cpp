@@ -60,24 +60,24 @@ std::optional<std::string> to_utf8(const std::string& text, UTL_LIB_CHGC_ENCODE_
     return out.substr(0, request.output_length);
 }
 
-// Whether the cut rule knows all that the converter takes from a text for a change of mode, and it ends in ASCII.
+// Whether the cut rule knows all that the converter takes from a text for a change of mode or a character, and it ends in
+// ASCII. A control octet between pairs is a character of the converter's, and half a pair of the rule's.
 bool is_known_jis(const std::string& text)
 {
-    bool is_line_end_free = false;  // a line end returns to ASCII, of which the cut rule does not know
-    bool is_ascii = true;
+    std::string mode = "\x1B(B";
     for (std::size_t at = 0; at < text.size(); ++at) {
         const unsigned char octet = static_cast<unsigned char>(text[at]);
         if (octet >= 0x80 || octet == 0x0E || octet == 0x0F) return false;
-        if (is_line_end_free && (octet == '\r' || octet == '\n')) return false;
+        const bool is_single = mode == "\x1B(B" || mode == kModes[1];
+        if (octet != 0x1B && !is_single && (octet < 0x21 || octet > 0x7E)) return false;
         if (octet != 0x1B) continue;
-        const std::string sequence = text.substr(at, 3);
-        is_ascii = sequence == "\x1B(B";
-        if (!is_ascii && std::find(std::begin(kModes) + 1, std::end(kModes), sequence) == std::end(kModes))
+        mode = text.substr(at, 3);
+        const bool is_ascii = mode == "\x1B(B";
+        if (!is_ascii && std::find(std::begin(kModes) + 1, std::end(kModes), mode) == std::end(kModes))
             return false;
-        is_line_end_free = !is_ascii && sequence != kModes[1];
         at += 2;
     }
-    return is_ascii;
+    return mode == "\x1B(B";
 }
 
 // Takes pieces of a text until nothing is left, the way an application sends one, and reads each by itself.
