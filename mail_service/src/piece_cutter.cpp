@@ -70,16 +70,15 @@ std::size_t escape_step(std::string_view text)
     return std::min<std::size_t>(text.size(), 3);
 }
 
-// Behind the last thing that the decoder takes whole and that fits, no CR if possible. The body begins such a thing.
+// Behind the last thing that the decoder takes whole and that fits, not inside CR LF. The body, which is longer, begins
+// such a thing.
 std::size_t behind_last_step(std::string_view body, std::size_t limit)
 {
     std::size_t last = 0;
-    std::size_t last_but_cr = 0;
     for (std::size_t at = 0; at <= limit; at += body[at] == '=' ? escape_step(body.substr(at)) : 1) {
-        last = at;
-        if (at > 0 && body[at - 1] != '\r') last_but_cr = at;
+        const bool in_line_end = at > 0 && body[at - 1] == '\r' && body[at] == '\n';
+        if (!in_line_end) last = at;
     }
-    if (last_but_cr > 0) return last_but_cr;
     return last > 0 ? last : limit;
 }
 

@@ -229,6 +229,21 @@ TEST(Pieces, OfQuotedPrintableKeepWhatIsDroppedTogether)
     }
 }
 
+// Where nothing but CR fits a piece, the last one of them stays with its LF: it decides about the dot behind it.
+TEST(Pieces, OfQuotedPrintableKeepLineEndsWhole)
+{
+    for (std::size_t count = 1; count < 90; ++count) {
+        const std::string wire =
+            "a" + std::string(count, '\r') + "\n..b" + std::string(count, '\r') + "\n..\r\n";
+        const std::string text =
+            "a" + std::string(count, '\r') + "\n.b" + std::string(count, '\r') + "\n.\r\n";
+        for (const std::size_t limit : {16, 17, 40}) {
+            const auto pieces = pieces_of(wire, Coding::quoted_printable, kNone, limit);
+            EXPECT_EQ("", octet_difference(text, decoded(pieces, kQuotedPrintable))) << count << " " << limit;
+        }
+    }
+}
+
 // Bare LF and soft breaks at which dots are added for the decoder: a piece is no longer than it may be.
 TEST(Pieces, OfQuotedPrintableFitWhereDotsAreAdded)
 {

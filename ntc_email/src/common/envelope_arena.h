@@ -2,17 +2,18 @@
 
 #include <cstddef>
 #include <cstring>
+#include <new>
 
 #include <google/protobuf/arena.h>
 
 namespace velorin {
 
 // Where the envelopes of one exchange stand with all that is in them: on the stack, so that an exchange hardly
-// asks the heap for anything. What does not fit goes to the heap in blocks of several kilobytes. Nothing stays
-// behind on the stack: the texts of an account are among it.
+// asks the heap for anything. What does not fit goes to the heap in larger blocks. Nothing stays behind in either: the
+// texts of an account are among it.
 class EnvelopeArena {
 public:
-    EnvelopeArena() : arena_(first_.octets, sizeof first_.octets) {}
+    EnvelopeArena() : arena_(options_with(first_)) {}
     EnvelopeArena(const EnvelopeArena&) = delete;
     EnvelopeArena& operator=(const EnvelopeArena&) = delete;
 
@@ -25,15 +26,34 @@ public:
 private:
     // Outlives the arena, whose texts end with it.
     struct FirstBlock {
-        alignas(std::max_align_t) char octets[4096];
+        // With the rest of a call's frame no more than the 4 KiB that a thread of a device can spare.
+        alignas(std::max_align_t) char octets[3584];
 
-        ~FirstBlock()
-        {
-            // volatile: it is not to be left out
-            void* (*volatile const fill)(void*, int, std::size_t) = std::memset;
-            fill(octets, 0, sizeof octets);
-        }
+        ~FirstBlock() { wipe(octets, sizeof octets); }
     };
+
+    static void wipe(void* block, std::size_t size)
+    {
+        // volatile: it is not to be left out
+        void* (*volatile const fill)(void*, int, std::size_t) = std::memset;
+        fill(block, 0, size);
+    }
+
+    static void wipe_and_delete(void* block, std::size_t size)
+    {
+        wipe(block, size);
+        ::operator delete(block);
+    }
+
+    static google::protobuf::ArenaOptions options_with(FirstBlock& first)
+    {
+        google::protobuf::ArenaOptions options;
+        options.initial_block = first.octets;
+        options.initial_block_size = sizeof first.octets;
+        options.block_alloc = [](std::size_t size) { return ::operator new(size); };
+        options.block_dealloc = wipe_and_delete;
+        return options;
+    }
 
     FirstBlock first_;
     google::protobuf::Arena arena_;
