@@ -1,16 +1,17 @@
 #pragma once
 
 #include <cstddef>
-#include <cstring>
 #include <new>
 
 #include <google/protobuf/arena.h>
 
+#include "secret_text.h"
+
 namespace velorin {
 
 // Where the envelopes of one exchange stand with all that is in them: on the stack, so that an exchange hardly
-// asks the heap for anything. What does not fit goes to the heap in larger blocks. Nothing stays behind in either: the
-// texts of an account are among it.
+// asks the heap for anything. What does not fit goes to the heap in larger blocks. Nothing stays behind in
+// either: the texts of an account are among it.
 class EnvelopeArena {
 public:
     EnvelopeArena() : arena_(options_with(first_)) {}
@@ -29,19 +30,12 @@ private:
         // With the rest of a call's frame no more than the 4 KiB that a thread of a device can spare.
         alignas(std::max_align_t) char octets[3584];
 
-        ~FirstBlock() { wipe(octets, sizeof octets); }
+        ~FirstBlock() { wipe_octets(octets, sizeof octets); }
     };
-
-    static void wipe(void* block, std::size_t size)
-    {
-        // volatile: it is not to be left out
-        void* (*volatile const fill)(void*, int, std::size_t) = std::memset;
-        fill(block, 0, size);
-    }
 
     static void wipe_and_delete(void* block, std::size_t size)
     {
-        wipe(block, size);
+        wipe_octets(block, size);
         ::operator delete(block);
     }
 
