@@ -11,6 +11,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 here=$root/scripts/powerpc
 host=$root/build/dev
 target=$root/build/powerpc
+device=$root/build/powerpc-size
 log=$root/build/log
 jobs=$(nproc)
 
@@ -34,6 +35,7 @@ build_host() {
     local programs
     [ -e "$host/build.ninja" ] || cmake --preset dev
     mapfile -t programs <"$target/tests/programs.txt"
+    programs+=(call-cost)
     cmake --build "$host" -j "$jobs" --target "${programs[@]}"
 }
 
@@ -45,6 +47,13 @@ configure() {
 # No debugging information, no optimiser: what takes the least time until the tests have run.
 configure_tests() {
     configure "$target" -DCMAKE_BUILD_TYPE=None -DVELORIN_BUILD_TESTS=ON -DVELORIN_TEST_SERVERS=OFF
+}
+
+# As a device builds the library: small, its messages nobody else's.
+build_device() {
+    configure "$device" -DCMAKE_BUILD_TYPE=MinSizeRel "-DCMAKE_CXX_FLAGS=-mmultiple -fstack-usage" \
+        -DVELORIN_BUILD_SERVICE=OFF -DVELORIN_EXPORT_MESSAGES=OFF -DVELORIN_BUILD_FOOTPRINT=ON
+    cmake --build "$device" -j "$jobs"
 }
 
 # The single tests that the list names, as a filter that leaves them out.
@@ -71,7 +80,10 @@ main() {
     step build cmake --build "$target" -j "$jobs"
     step host build_host
     step tests run_tests
-    python3 "$here/results.py" "$host" "$target" tests/powerpc_absent.txt
+    step device build_device
+    local over=0
+    bash "$here/footprint.sh" "$host" "$device" || over=1
+    python3 "$here/results.py" "$host" "$target" tests/powerpc_absent.txt "$over"
 }
 
 main "$@"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs all tests: the development build first, then the one under the address and
 # undefined-behaviour sanitizers, then what runs at once under the thread sanitizer; between them what the tests reach of
-# the library, and static analysis. The last line is "N passed, N failed"; the exit status is 0 only when none failed.
+# the library, and static analysis; at last the tests on an emulated 32-bit big-endian machine. The last line is
+# "N passed, N failed"; the exit status is 0 only when none failed.
 #   usage: scripts/test.sh
 # Logs and results lie in build/log. Root, or a user with sudo: the end-to-end tests start real mail servers.
 set -euo pipefail
@@ -129,6 +130,21 @@ prepare_sudo() {
     keeper=$!
 }
 
+# The run on the emulated machine ends with its own totals, and says on the way what matters of it.
+run_powerpc() {
+    local file=$log/powerpc.log counts
+    logged "$file" bash scripts/test-powerpc.sh || true
+    grep '^powerpc: ' "$file" || true
+    counts=$(tail -n 1 "$file")
+    if [[ $counts =~ ^([0-9]+)\ passed,\ ([0-9]+)\ failed$ ]]; then
+        passed=$((passed + BASH_REMATCH[1]))
+        failed=$((failed + BASH_REMATCH[2]))
+    else
+        failed=$((failed + 1))
+        say "powerpc: no totals: $(reason "$file")"
+    fi
+}
+
 left_over() {
     local process command
     for process in /proc/[0-9]*; do
@@ -162,6 +178,7 @@ main() {
     # The servers' own tests do not touch our code: once is enough.
     build_and_test asan --exclude-regex '^e2e\.servers\.' || true
     build_and_test tsan --label-regex threads || true
+    run_powerpc
     left_over
     say "all done, $SECONDS s"
     printf '%d passed, %d failed\n' "$passed" "$failed"

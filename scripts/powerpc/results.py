@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """What the test programs did on the target, held against the tests that the same programs have on this machine.
 
-usage: results.py HOST_BUILD TARGET_BUILD ABSENT_LIST
+usage: results.py HOST_BUILD TARGET_BUILD ABSENT_LIST FAILED
+FAILED is the number of failures found elsewhere in the run, for the total.
 The last line is "N passed, N failed"; the exit status is 0 only when none failed.
 """
 import fnmatch
@@ -118,7 +119,8 @@ def compare_entries(host, target, there):
 def main():
     host, target, absent = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), absent_of(pathlib.Path(sys.argv[3]))
     there = programs_of(target)
-    here_count = passed = failed = 0
+    here_count = passed = 0
+    failed = int(sys.argv[4])
     for program in programs_of(host):
         if program in absent:
             print(f"powerpc: not run: {program}, {absent[program]}")
