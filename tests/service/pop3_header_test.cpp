@@ -1,5 +1,5 @@
 // The header of a received mail: its fields, their texts, what it says about the body.
-#include <chrono>
+#include <ctime>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -197,7 +197,7 @@ TEST(HeaderText, IsDecoded)
 
 TEST(HeaderText, IsDecodedInLinearTime)
 {
-    const auto begin = std::chrono::steady_clock::now();
+    const std::clock_t begin = std::clock();  // the process's own time, however busy the machine is
     for (const char* unit :
          {"=?", "=?a?B?", "=?a?B? ", "=?a?Q?x?= ", "?=", "=?=", "\x1B$B", "\xE3", "(", "\"", "<"}) {
         std::string text;
@@ -208,7 +208,8 @@ TEST(HeaderText, IsDecodedInLinearTime)
         cut_text(text, 5000);
         cut_addresses(text, 5000);
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    constexpr std::clock_t kSeconds = 10;
+    EXPECT_LT(std::clock() - begin, kSeconds * CLOCKS_PER_SEC);
 }
 
 struct AddressCase {
