@@ -70,21 +70,19 @@ void SlowCallers::stop()
         {
             const std::lock_guard<std::mutex> guard(lock_);
             stopping_ = true;
+            wake();
         }
-        wake();
         thread_.join();
     }
     // What came after the thread had looked for the last time.
     std::vector<std::unique_ptr<Connection>> late;
-    {
-        const std::lock_guard<std::mutex> guard(lock_);
-        late.swap(incoming_);
-    }
     waiting_.clear();
     held_ = 0;
     if (poller_ >= 0) close(poller_);
-    if (signal_ >= 0) close(signal_);
     poller_ = -1;
+    const std::lock_guard<std::mutex> guard(lock_);
+    late.swap(incoming_);
+    if (signal_ >= 0) close(signal_);
     signal_ = -1;
 }
 
@@ -96,8 +94,8 @@ void SlowCallers::add(std::unique_ptr<Connection> connection)
         if (stopping_) return;
         incoming_.push_back(std::move(connection));
         if (incoming_.size() > kMaxIncoming) one_too_many = take_of_heaviest();
+        wake();
     }
-    wake();
     if (one_too_many != nullptr) one_too_many->trace_let_go("is one of too many slow callers");
 }
 
@@ -118,15 +116,14 @@ std::unique_ptr<Connection> SlowCallers::take_of_heaviest()
 
 bool SlowCallers::make_room()
 {
-    {
-        const std::lock_guard<std::mutex> guard(lock_);
-        if (waiting_count_ == 0) return false;
-        to_evict_ = 1;
-    }
+    const std::lock_guard<std::mutex> guard(lock_);
+    if (stopping_ || waiting_count_ == 0) return false;
+    to_evict_ = 1;
     wake();
     return true;
 }
 
+// Under the lock: those who serve may still come while stop() closes the descriptor, whose number is then anybody's.
 void SlowCallers::wake()
 {
     const std::uint64_t one = 1;
