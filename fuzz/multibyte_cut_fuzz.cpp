@@ -40,6 +40,25 @@ CntsMLUTLMailPart part_of(unsigned set, bool is_text, bool is_last)
     return part;
 }
 
+// Whether octets are an escape, whole or the end of the text.
+bool is_escape(const std::string& octets)
+{
+    return octets[0] == '\x1B' && (octets.size() <= 3 || octets == "\x1B$(D" || octets == "\x1B&@\x1B$B");
+}
+
+// Whether what lies between the octets wanted and the cut behind them is the rest of an escape, a return to ASCII, or
+// both.
+bool is_escape_behind(const std::string& text, std::size_t wanted, std::size_t at)
+{
+    if (at > text.size()) return false;
+    if (at >= wanted + 3 && text.compare(at - 3, 3, "\x1B(B") == 0) at -= 3;
+    if (at == wanted) return true;
+    for (std::size_t begin = at - std::min<std::size_t>(at, 6); begin < wanted; ++begin) {
+        if (is_escape(text.substr(begin, at - begin))) return true;
+    }
+    return false;
+}
+
 Cut cut(CntsMLUTLMailPart& part, const std::string& text, long wanted, bool is_body)
 {
     const ExactText exact(text);
@@ -47,8 +66,10 @@ Cut cut(CntsMLUTLMailPart& part, const std::string& text, long wanted, bool is_b
     const int mode = part.AdjustMultiByteCode(exact.data(), at, is_body ? 1 : 0);
     require(mode >= 0 && mode <= 6, "a mode is one of the table");
     require(at >= 0, "a cut is not negative");
-    require(at <= std::max({wanted + 6, 0L}),
-            "a cut lies at most a return to ASCII, or an escape, behind what was wanted");
+    const long most = std::max(wanted, 0L);
+    require(at <= most ||
+                is_escape_behind(text, static_cast<std::size_t>(most), static_cast<std::size_t>(at)),
+            "a cut lies at most an escape and a return to ASCII behind what was wanted");
     return {at, mode};
 }
 
