@@ -43,7 +43,15 @@ const auto list_from = [](const List& m, CntsPOP3MailInfoList& o) {
 const auto list_to = [](const CntsPOP3MailInfoList& o, List& m) {
     return Helper::convert_pop3_mail_info_list(o, m);
 };
-const auto fresh_settings = [] { return std::make_unique<CntsPOP3Settings>(SPOP3Setting()); };
+// Without any text, so that an absent one is told from an empty one.
+const auto fresh_settings = [] {
+    auto settings = std::make_unique<CntsPOP3Settings>(SPOP3Setting());
+    for (CutlCPLBMString* const text :
+         {&settings->c_address.m_cAddress, &settings->c_server, &settings->c_user_id, &settings->c_passwd}) {
+        *text = CutlCPLBMString();
+    }
+    return settings;
+};
 const auto settings_from = [](const Settings& m, CntsPOP3Settings& o) {
     return Helper::convert_pop3_settings(m, o);
 };
@@ -113,7 +121,16 @@ void check_settings(const Settings& message, unsigned failing)
 {
     {
         const Platform platform;
-        stable(message, fresh_settings, settings_from, settings_to);
+        Settings written;
+        written.ParseFromString(stable(message, fresh_settings, settings_from, settings_to));
+        require(written.has_c_address() == message.c_address().has_c_address(), "null and empty stay apart");
+        require(written.has_c_server() == message.has_c_server() &&
+                    written.has_c_user_id() == message.has_c_user_id() &&
+                    written.has_c_passwd() == message.has_c_passwd(),
+                "a text that is absent stays absent");
+        require(written.n_port() == message.n_port() && written.n_timeout() == message.n_timeout(),
+                "numbers travel as they are");
+        require(written.n_tls_mode() <= 0xFF, "a mode is an octet");
         keeps_what_is_absent(message, fresh_settings, settings_from, settings_to);
     }
     survives(message, failing, fresh_settings, settings_from, settings_to);

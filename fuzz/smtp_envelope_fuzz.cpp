@@ -32,6 +32,12 @@ const auto settings_to = [](const CntsSMTPSettings& settings, Settings& message)
     return ntc_email_esu_smtp_helper::convert_smtp_settings(settings, message);
 };
 
+// An account is read into one of empty texts, so that an address without a text does not stay without.
+const auto settle = [](Settings& message) {
+    if (message.has_p_pop3_settings())
+        message.mutable_p_pop3_settings()->mutable_c_address()->mutable_c_address();
+};
+
 void check_mail(const Mail& message, unsigned failing)
 {
     {
@@ -56,7 +62,7 @@ void check_settings(const Settings& message, unsigned failing)
     {
         const Platform platform;
         Settings written;
-        written.ParseFromString(stable(message, fresh_settings, settings_from, settings_to));
+        written.ParseFromString(stable(message, fresh_settings, settings_from, settings_to, settle));
         require(written.has_p_pop3_settings() == message.has_p_pop3_settings(), "accounts stay together");
         require(written.n_port() == message.n_port() && written.n_size_limit() == message.n_size_limit(),
                 "numbers travel as they are");

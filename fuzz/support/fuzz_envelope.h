@@ -21,12 +21,13 @@ std::string encoded(const Object& object, ToMessage to_message)
     return message.SerializeAsString();
 }
 
-// A message, read into an object and written again, stays what it is from then on; and an object stays what it is when a
-// message says nothing of it.
+// A message, read into an object and written again, stays what it is from then on.
 //   in      fresh: makes an object; to_object, to_message: the converters
+//           settle: fills in what a message that is written leaves absent and a fresh object does not
 //   result  the message as the object writes it; nothing when the converter refused it
-template <typename Message, typename Fresh, typename ToObject, typename ToMessage>
-std::string stable(const Message& message, Fresh fresh, ToObject to_object, ToMessage to_message)
+template <typename Message, typename Fresh, typename ToObject, typename ToMessage, typename Settle>
+std::string stable(const Message& message, Fresh fresh, ToObject to_object, ToMessage to_message,
+                   Settle settle)
 {
     auto object = fresh();
     const long result = static_cast<long>(to_object(message, *object));
@@ -38,8 +39,16 @@ std::string stable(const Message& message, Fresh fresh, ToObject to_object, ToMe
     require(again.ParseFromString(first), "what is written can be read");
     auto second = fresh();
     require(to_object(again, *second) == 0, "what is written is taken back");
-    require(encoded<Message>(*second, to_message) == first, "what is written stays what it is");
+    settle(again);
+    require(encoded<Message>(*second, to_message) == again.SerializeAsString(),
+            "what is written stays what it is");
     return first;
+}
+
+template <typename Message, typename Fresh, typename ToObject, typename ToMessage>
+std::string stable(const Message& message, Fresh fresh, ToObject to_object, ToMessage to_message)
+{
+    return stable(message, fresh, to_object, to_message, [](Message&) {});
 }
 
 // Where every absent field leaves a value.
