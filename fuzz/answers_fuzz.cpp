@@ -126,15 +126,26 @@ const Operation kOperations[] = {
 };
 
 // What an operation ought to return, and to leave behind.
-std::uint32_t expected(const Operation& operation, const std::string& answer, Objects& objects)
+struct Outcome {
+    std::uint32_t result;
+    std::string left;
+};
+
+// It has all the memory that it wants.
+Outcome expected(const Operation& operation, const std::string& answer)
 {
+    const Platform platform;
+    Objects objects;
     Envelope envelope;
-    if (answer.size() > kPop3Size || !envelope.ParseFromString(answer)) return kCallFailed;
-    return operation.take(envelope, objects);
+    if (answer.size() > kPop3Size || !envelope.ParseFromString(answer))
+        return {kCallFailed, objects.octets()};
+    const std::uint32_t result = operation.take(envelope, objects);
+    return {result, objects.octets()};
 }
 
 void check_pop3(const Operation& operation, const std::string& answer, unsigned failing)
 {
+    const Outcome model = expected(operation, answer);
     channel = Channel();
     const Platform platform(failing);
     CntsPOP3Boundary session{CntsPOP3Settings{SPOP3Setting()}};
@@ -147,9 +158,8 @@ void check_pop3(const Operation& operation, const std::string& answer, unsigned 
     require(channel.open == 0, "a channel is closed after its exchange");
     if (platform.has_failed()) return;
     require(channel.calls == before + 1, "an operation is one exchange");
-    Objects model;
-    require(result == expected(operation, answer, model), "the result is the answer's");
-    require(left == model.octets(), "what is left behind is the answer's");
+    require(result == model.result, "the result is the answer's");
+    require(left == model.left, "what is left behind is the answer's");
 }
 
 std::uint32_t expected_smtp(const std::string& answer)
