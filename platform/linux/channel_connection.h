@@ -33,6 +33,7 @@ struct ServedEndpoint {
 
     // The pool of threads that accept here (ChannelServer::Impl).
     std::atomic<unsigned> accepting{0};  // in accept or on the way to it
+    std::atomic<unsigned> arriving{0};   // threads with a caller whose first request is not there yet
     std::atomic<unsigned> threads{0};
     std::atomic<unsigned> peak{0};             // most threads busy at once in this window
     std::atomic<unsigned> peak_before{0};      // the same in the window before

@@ -74,8 +74,10 @@ bool ChannelServer::Impl::start(std::string& error)
     max_threads_ = std::max(options_.max_threads, least);
     max_accepting_ = max_threads_ - std::max(1u, std::min(max_threads_ / 8, max_threads_ - least + 1));
     const std::size_t max_held = std::max<std::size_t>(2 * std::size_t{options_.max_request}, 16u << 20);
-    slow_ = std::make_unique<SlowCallers>(
-        max_held, [this](std::unique_ptr<Connection> connection) { take_whole(std::move(connection)); });
+    budget_ = caller_budget();
+    slow_ = std::make_unique<SlowCallers>(budget_, max_held, [this](std::unique_ptr<Connection> connection) {
+        take_whole(std::move(connection));
+    });
     if (!slow_->start()) {
         error = std::string("cannot start a thread: ") + strerrordesc_np(errno);
         return undo_start();
@@ -148,7 +150,8 @@ void ChannelServer::Impl::abandon_in_child()
         slow_.release());  // its thread is the parent's: it can be neither stopped nor destroyed here
 }
 
-void ChannelServer::Impl::serve(ServedEndpoint& endpoint, int descriptor, ThreadBuffers& buffers)
+void ChannelServer::Impl::serve(ServedEndpoint& endpoint, int descriptor, ThreadBuffers& buffers,
+                                Arrival& arrival)
 {
     Caller caller{};
     if (!read_credentials(descriptor, caller)) {
@@ -164,25 +167,31 @@ void ChannelServer::Impl::serve(ServedEndpoint& endpoint, int descriptor, Thread
     }
     const timeval patience{0, kPatienceUs};
     setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    descriptor = serve_request(endpoint, caller, descriptor, buffers, true);
+    descriptor = serve_request(endpoint, caller, descriptor, buffers, &arrival);
     while (descriptor >= 0 && may_linger(endpoint))
-        descriptor = serve_request(endpoint, caller, descriptor, buffers, false);
+        descriptor = serve_request(endpoint, caller, descriptor, buffers, nullptr);
     if (descriptor >= 0) close(descriptor);
 }
 
 // Serves one request.
-//   in      first: of its connection; one that none follows is closed without further ado
+//   in      arrival: of the caller whose first request this is, ends when it is there; null for a further one: a
+//           connection that none follows on is closed without further ado
 //   result  the descriptor, the caller's again, when the exchange is over; -1 when it is not, or nobody is there
 int ChannelServer::Impl::serve_request(ServedEndpoint& endpoint, const Caller& caller, int descriptor,
-                                       ThreadBuffers& buffers, bool first)
+                                       ThreadBuffers& buffers, Arrival* arrival)
 {
     auto connection = std::make_unique<Connection>(descriptor, endpoint, caller, options_.max_request,
                                                    Clock::now() + frame_timeout(), &buffers, spares_);
     const bool patient = receiving_.fetch_add(1) < kPatientThreads;
     const Connection::Progress progress = connection->receive(patient ? 0 : MSG_DONTWAIT, kReceiveBudget);
     --receiving_;
-    if (progress == Connection::Progress::kWhole) return finish(std::move(connection));
-    if (progress == Connection::Progress::kWait && (first || !connection->is_empty()))
+    if (progress == Connection::Progress::kWhole) {
+        if (arrival != nullptr) arrival->end();
+        // This thread may be long; when it came, there may have been too many to start another.
+        keep_one_accepting(endpoint);
+        return finish(std::move(connection));
+    }
+    if (progress == Connection::Progress::kWait && (arrival != nullptr || !connection->is_empty()))
         set_aside(std::move(connection));
     return -1;
 }

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "channel_budget.h"
 #include "channel_connection.h"
 #include "channel_peer.h"
 #include "channel_server.h"
@@ -34,6 +35,23 @@ public:
     void stop();
 
 private:
+    // A thread with a caller whose request is not there yet.
+    class Arrival {
+    public:
+        explicit Arrival(ServedEndpoint& endpoint) : endpoint_(&endpoint) { ++endpoint.arriving; }
+        ~Arrival() { end(); }
+        Arrival(const Arrival&) = delete;
+        Arrival& operator=(const Arrival&) = delete;
+
+        void end()
+        {
+            if (endpoint_ != nullptr) --endpoint_->arriving;
+            endpoint_ = nullptr;
+        }
+
+    private:
+        ServedEndpoint* endpoint_;
+    };
     struct ThreadTask {
         Impl* server;
         ServedEndpoint* endpoint;  // null: serves requests that are whole, then ends
@@ -50,9 +68,9 @@ private:
     void keep_one_accepting(ServedEndpoint& endpoint);
     static void note_busy(ServedEndpoint& endpoint);
     bool leave_pool(ServedEndpoint& endpoint);
-    void serve(ServedEndpoint& endpoint, int descriptor, ThreadBuffers& buffers);
+    void serve(ServedEndpoint& endpoint, int descriptor, ThreadBuffers& buffers, Arrival& arrival);
     int serve_request(ServedEndpoint& endpoint, const Caller& caller, int descriptor, ThreadBuffers& buffers,
-                      bool first);
+                      Arrival* arrival);
     bool may_linger(const ServedEndpoint& endpoint) const;
     bool may_call(int descriptor, const Caller& caller) const;
     int finish(std::unique_ptr<Connection> connection);
@@ -70,6 +88,7 @@ private:
     const ServerOptions options_;
     gid_t group_ = kNoGroup;
     std::vector<std::unique_ptr<ServedEndpoint>> endpoints_;
+    CallerBudget budget_;
     std::unique_ptr<SlowCallers> slow_;
     SpareBlocks spares_;
     StartTimes start_times_;

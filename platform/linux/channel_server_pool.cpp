@@ -110,12 +110,17 @@ void ChannelServer::Impl::accept_loop(ServedEndpoint& endpoint, ThreadBuffers& b
             return;
         }
         if (descriptor >= 0) {
-            const bool was_last = endpoint.accepting.fetch_sub(1) == 1;
+            Arrival arrival(endpoint);
+            --endpoint.accepting;
             note_busy(endpoint);
-            if (was_last) keep_one_accepting(endpoint);
+            keep_one_accepting(endpoint);
             note_call();
-            serve(endpoint, descriptor, buffers);
-            if (whole_count_ > 0) serve_whole(buffers, false);
+            serve(endpoint, descriptor, buffers, arrival);
+            arrival.end();
+            if (whole_count_ > 0) {
+                keep_one_accepting(endpoint);
+                serve_whole(buffers, false);
+            }
             ++endpoint.accepting;
         } else if (error == EAGAIN) {
             note_silence();
@@ -128,8 +133,10 @@ void ChannelServer::Impl::accept_loop(ServedEndpoint& endpoint, ThreadBuffers& b
 
 void ChannelServer::Impl::keep_one_accepting(ServedEndpoint& endpoint)
 {
+    if (endpoint.accepting > 0) return;
     std::unique_lock<std::mutex> guard(lock_);
-    if (endpoint.accepting > 0 || stopping_) return;
+    // Of too many that wait for requests each is back soon, or comes here with the request.
+    if (endpoint.accepting > 0 || endpoint.arriving > budget_.arriving || stopping_) return;
     if (threads_ < max_accepting_) start_thread(&endpoint);  // when it cannot start, this one is back soon
     if (!ended_.empty()) join_ended(guard);
 }

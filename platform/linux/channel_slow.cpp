@@ -5,7 +5,6 @@
 #include <signal.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -16,22 +15,10 @@
 #include "channel_trace.h"
 
 namespace velorin_channel {
-namespace {
 
-constexpr std::size_t kMaxWaiting = 1024;  // connections
-constexpr std::size_t kMaxIncoming = 128;  // of those that the thread has not seen yet
-
-std::size_t max_waiting()
-{
-    rlimit descriptors{};
-    if (getrlimit(RLIMIT_NOFILE, &descriptors) != 0) return kMaxWaiting;
-    return static_cast<std::size_t>(std::clamp<rlim_t>(descriptors.rlim_cur / 2, 1, kMaxWaiting));
-}
-
-}  // namespace
-
-SlowCallers::SlowCallers(std::size_t max_held, std::function<void(std::unique_ptr<Connection>)> on_request)
-    : max_held_(max_held), on_request_(std::move(on_request))
+SlowCallers::SlowCallers(const CallerBudget& budget, std::size_t max_held,
+                         std::function<void(std::unique_ptr<Connection>)> on_request)
+    : budget_(budget), max_held_(max_held), on_request_(std::move(on_request))
 {
 }
 
@@ -93,7 +80,7 @@ void SlowCallers::add(std::unique_ptr<Connection> connection)
         const std::lock_guard<std::mutex> guard(lock_);
         if (stopping_) return;
         incoming_.push_back(std::move(connection));
-        if (incoming_.size() > kMaxIncoming) one_too_many = take_of_heaviest();
+        if (incoming_.size() > budget_.incoming) one_too_many = take_of_heaviest();
         wake();
     }
     if (one_too_many != nullptr) one_too_many->trace_let_go("is one of too many slow callers");
@@ -179,7 +166,7 @@ void SlowCallers::admit()
         held_ += connection->held();
         waiting_[descriptor] = std::move(connection);
     }
-    if (to_evict > 0 && !waiting_.empty()) drop(waiting_.begin()->first, "is slow while descriptors ran out");
+    if (to_evict > 0 && !waiting_.empty()) drop_one_of_heaviest(false, "is slow while descriptors ran out");
 }
 
 int SlowCallers::wait_time() const
@@ -238,26 +225,28 @@ void SlowCallers::drop(int descriptor, const char* why)
 
 void SlowCallers::limit()
 {
-    const std::size_t most_waiting = max_waiting();
-    while (waiting_.size() > most_waiting || held_ > max_held_) {
-        const bool by_memory = held_ > max_held_;
-        std::map<std::int32_t, std::size_t> burden;  // by process
-        for (const auto& entry : waiting_) {
-            burden[entry.second->caller().pid] += by_memory ? entry.second->held() : 1;
-        }
-        const auto heaviest = std::max_element(
-            burden.begin(), burden.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
-        // Of that process, the one that holds most, else the one that is due first.
-        auto chosen = waiting_.end();
-        for (auto entry = waiting_.begin(); entry != waiting_.end(); ++entry) {
-            if (entry->second->caller().pid != heaviest->first) continue;
-            const bool better = chosen == waiting_.end() ||
-                                (by_memory ? entry->second->held() > chosen->second->held()
-                                           : entry->second->deadline() < chosen->second->deadline());
-            if (better) chosen = entry;
-        }
-        drop(chosen->first, "is one of too many slow callers");
+    while (waiting_.size() > budget_.waiting || held_ > max_held_)
+        drop_one_of_heaviest(held_ > max_held_, "is one of too many slow callers");
+}
+
+void SlowCallers::drop_one_of_heaviest(bool by_memory, const char* why)
+{
+    std::map<std::int32_t, std::size_t> burden;  // by process
+    for (const auto& entry : waiting_) {
+        burden[entry.second->caller().pid] += by_memory ? entry.second->held() : 1;
     }
+    const auto heaviest = std::max_element(burden.begin(), burden.end(),
+                                           [](const auto& a, const auto& b) { return a.second < b.second; });
+    // Of that process, the one that holds most, else the one that is due first.
+    auto chosen = waiting_.end();
+    for (auto entry = waiting_.begin(); entry != waiting_.end(); ++entry) {
+        if (entry->second->caller().pid != heaviest->first) continue;
+        const bool better =
+            chosen == waiting_.end() || (by_memory ? entry->second->held() > chosen->second->held()
+                                                   : entry->second->deadline() < chosen->second->deadline());
+        if (better) chosen = entry;
+    }
+    drop(chosen->first, why);
 }
 
 }  // namespace velorin_channel

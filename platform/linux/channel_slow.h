@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "channel_budget.h"
 #include "channel_connection.h"
 
 namespace velorin_channel {
@@ -16,9 +17,11 @@ namespace velorin_channel {
 // of the process that has most of them here is let go.
 class SlowCallers {
 public:
-    //   in      max_held: octets of memory that those who wait may have in all
+    //   in      budget: how many may be here
+    //           max_held: octets of memory that those who wait may have in all
     //           on_request: takes over a connection whose request is whole
-    SlowCallers(std::size_t max_held, std::function<void(std::unique_ptr<Connection>)> on_request);
+    SlowCallers(const CallerBudget& budget, std::size_t max_held,
+                std::function<void(std::unique_ptr<Connection>)> on_request);
     ~SlowCallers();
     SlowCallers(const SlowCallers&) = delete;
     SlowCallers& operator=(const SlowCallers&) = delete;
@@ -41,9 +44,11 @@ private:
     void expire();
     void drop(int descriptor, const char* why);
     void limit();
+    void drop_one_of_heaviest(bool by_memory, const char* why);
     void wake();
     std::unique_ptr<Connection> take_of_heaviest();  // of incoming_, with lock_ held
 
+    const CallerBudget budget_;
     const std::size_t max_held_;
     const std::function<void(std::unique_ptr<Connection>)> on_request_;
     int poller_ = -1;
