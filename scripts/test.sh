@@ -69,7 +69,7 @@ step() {
     return 1
 }
 
-# Adds up what CTest recorded, and shows the end of the output of every test that did not pass. A test that was not
+# Adds up what CTest recorded, and shows the output, or its two ends, of every test that did not pass. A test that was not
 # run has not passed.
 count() {
     /usr/bin/python3 - "$1" <<'PYTHON'
@@ -80,7 +80,11 @@ cases = tree.parse(sys.argv[1]).getroot().findall("testcase")
 bad = [case for case in cases if case.get("status") != "run"]
 for case in bad:
     print(f"test: FAILED {case.get('name')} ({case.get('status')})", file=sys.stderr)
-    for line in (case.findtext("system-out") or "").strip().splitlines()[-25:]:
+    lines = (case.findtext("system-out") or "").strip().splitlines()
+    # What failed first says most, and what the program said last says how it ended.
+    if len(lines) > 50:
+        lines[25:-25] = [f"... {len(lines) - 50} lines more"]
+    for line in lines:
         print(f"    {line}", file=sys.stderr)
 print(len(cases) - len(bad), len(bad))
 PYTHON
