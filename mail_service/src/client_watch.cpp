@@ -46,7 +46,7 @@ bool ClientWatch::watch(const ClientId& client)
     const int descriptor = open_pidfd(client.pid);
     if (descriptor < 0) return false;
     // The descriptor is of whoever has the number now; from here on it cannot change hands.
-    if (start_time_of(client.pid) != client.start_time) {
+    if (velorin_channel::read_start_time(client.pid) != client.start_time) {
         ::close(descriptor);
         return false;
     }

@@ -11,10 +11,6 @@
 // Who is at the other end of a socket.
 namespace velorin_channel {
 
-// Reads when a process started, in clock ticks after boot.
-//   result  0 when there is no such process
-std::uint64_t read_start_time(pid_t pid);
-
 //   result  the calling process as a caller
 Caller this_process();
 

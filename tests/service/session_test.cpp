@@ -311,7 +311,7 @@ public:
     Caller caller() const
     {
         return {::getuid(), ::getgid(), static_cast<std::int32_t>(pid_),
-                start_time_of(static_cast<std::int32_t>(pid_)), false};
+                velorin_channel::read_start_time(pid_), false};
     }
     void kill()
     {
