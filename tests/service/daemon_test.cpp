@@ -1,9 +1,7 @@
 // velorin-maild as a process, reached over its sockets.
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <sstream>
 #include <string>
 
@@ -13,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "child_process.h"
+#include "daemon_fixture.h"
 #include "loopback_smtp.h"
 #include "service_client.h"
 #include "velorin_mail_service.h"
@@ -30,34 +28,8 @@ using velorin_test::Rule;
 using velorin_test::ServiceClient;
 using velorin_test::SmtpOptions;
 using velorin_test::Step;
-using velorin_test::TemporaryFolder;
 
-class Daemon : public testing::Test {
-protected:
-    Daemon() { ::setenv("VELORIN_CHANNEL_DIR", folder.path().c_str(), 1); }
-
-    static std::vector<std::string> environment(const TemporaryFolder& folder)
-    {
-        return {"VELORIN_CHANNEL_DIR=" + folder.path(), "VELORIN_TRACE=stderr"};
-    }
-
-    std::string write_config(const std::string& text) const
-    {
-        const std::string path = folder.path() + "/maild.conf";
-        std::ofstream(path) << text;
-        return path;
-    }
-
-    std::unique_ptr<ChildProcess> start(const std::string& config = "command_timeout = 5\n") const
-    {
-        auto daemon = std::make_unique<ChildProcess>(
-            std::vector<std::string>{VELORIN_MAILD, "--config", write_config(config)}, environment(folder));
-        EXPECT_TRUE(daemon->wait_for_output("ready", kSoon)) << daemon->output();
-        return daemon;
-    }
-
-    TemporaryFolder folder;
-};
+class Daemon : public velorin_test::DaemonFixture {};
 
 TEST_F(Daemon, DeliversAMailAndStopsCleanly)
 {
@@ -108,7 +80,7 @@ TEST_F(Daemon, EndsTheSessionsOfAClientThatIsKilled)
 {
     const LoopbackSmtp server;
     const auto daemon = start();
-    ChildProcess client({VELORIN_HALF_MAIL, std::to_string(server.port())}, environment(folder));
+    ChildProcess client({VELORIN_HALF_MAIL, std::to_string(server.port())}, environment());
     ASSERT_TRUE(client.wait_for_output("half sent", kSoon)) << client.output();
     client.signal(SIGKILL);
     ASSERT_TRUE(server.wait_for_disconnect(1, kSoon));
@@ -156,7 +128,7 @@ TEST_F(Daemon, KilledTakesNoMailWithIt)
 TEST_F(Daemon, RunsOnceOnly)
 {
     const auto daemon = start();
-    ChildProcess second({VELORIN_MAILD}, environment(folder));
+    ChildProcess second({VELORIN_MAILD}, environment());
     EXPECT_EQ(69, second.wait_for_end(kSoon));
     EXPECT_NE(std::string::npos, second.output().find("already running")) << second.output();
     EXPECT_EQ("ok", name_of(ServiceClient(over_channel()).create()));
@@ -187,20 +159,19 @@ TEST_F(Daemon, RefusesSettingsItDoesNotKnow)
         {"ca_file =\n", "maild.conf:1: \"ca_file\" wants a value."},
     };
     for (const auto& one : cases) {
-        ChildProcess daemon({VELORIN_MAILD, "--config", write_config(one.text)}, environment(folder));
+        ChildProcess daemon({VELORIN_MAILD, "--config", write_config(one.text)}, environment());
         EXPECT_EQ(78, daemon.wait_for_end(kSoon)) << one.text;
         EXPECT_NE(std::string::npos, daemon.output().find(one.sentence)) << daemon.output();
     }
-    ChildProcess missing({VELORIN_MAILD, "--config", folder.path() + "/none"}, environment(folder));
+    ChildProcess missing({VELORIN_MAILD, "--config", folder.path() + "/none"}, environment());
     EXPECT_EQ(78, missing.wait_for_end(kSoon));
-    ChildProcess unknown({VELORIN_MAILD, "--fast"}, environment(folder));
+    ChildProcess unknown({VELORIN_MAILD, "--fast"}, environment());
     EXPECT_EQ(64, unknown.wait_for_end(kSoon));
-    ChildProcess check({VELORIN_MAILD, "--check", "--config", write_config("group = mail\n")},
-                       environment(folder));
+    ChildProcess check({VELORIN_MAILD, "--check", "--config", write_config("group = mail\n")}, environment());
     EXPECT_EQ(0, check.wait_for_end(kSoon));
-    ChildProcess empty({VELORIN_MAILD, "--check", "--config", write_config("")}, environment(folder));
+    ChildProcess empty({VELORIN_MAILD, "--check", "--config", write_config("")}, environment());
     EXPECT_EQ(0, empty.wait_for_end(kSoon));
-    ChildProcess help({VELORIN_MAILD, "--help"}, environment(folder));
+    ChildProcess help({VELORIN_MAILD, "--help"}, environment());
     EXPECT_EQ(0, help.wait_for_end(kSoon));
     EXPECT_NE(std::string::npos, help.output().find("usage: velorin-maild"));
 }

@@ -1,14 +1,12 @@
 // Receiving through velorin-maild as a process, reached over its sockets.
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "child_process.h"
+#include "daemon_fixture.h"
 #include "octets.h"
 #include "pop3_fixture.h"
 
@@ -24,25 +22,10 @@ using velorin_test::octet_difference;
 using velorin_test::pop3_over_channel;
 using velorin_test::Pop3Client;
 using velorin_test::ReceivedPart;
-using velorin_test::TemporaryFolder;
 using velorin_test::with_mails;
 
-class Pop3Daemon : public testing::Test {
+class Pop3Daemon : public velorin_test::DaemonFixture {
 protected:
-    Pop3Daemon() { ::setenv("VELORIN_CHANNEL_DIR", folder.path().c_str(), 1); }
-
-    std::vector<std::string> environment() const
-    {
-        return {"VELORIN_CHANNEL_DIR=" + folder.path(), "VELORIN_TRACE=stderr"};
-    }
-
-    std::unique_ptr<ChildProcess> start() const
-    {
-        auto daemon = std::make_unique<ChildProcess>(std::vector<std::string>{VELORIN_MAILD}, environment());
-        EXPECT_TRUE(daemon->wait_for_output("ready", kSoon)) << daemon->output();
-        return daemon;
-    }
-
     static std::string long_body()
     {
         std::string body;
@@ -50,8 +33,6 @@ protected:
             body += "line " + std::to_string(line) + "\r\n";
         return body;
     }
-
-    TemporaryFolder folder;
 };
 
 TEST_F(Pop3Daemon, ReadsAndDeletesAMail)
