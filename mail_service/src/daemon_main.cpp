@@ -28,6 +28,7 @@ using velorin_channel::Caller;
 constexpr char kDefaultConfig[] = "/etc/velorin/maild.conf";
 constexpr int kExitUsage = 64;
 constexpr int kExitUnavailable = 69;
+constexpr int kExitIo = 74;
 constexpr int kExitConfig = 78;
 
 constexpr char kUsage[] =
@@ -52,6 +53,13 @@ int fail(const std::string& sentence, int status)
     ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
     std::fprintf(stderr, "velorin-maild: %s\n", sentence.c_str());
     return status;
+}
+
+// What the command line asked for.
+int print(const char* text)
+{
+    if (std::fputs(text, stdout) >= 0 && std::fflush(stdout) == 0) return 0;
+    return fail("standard output cannot be written", kExitIo);
 }
 
 // Passwords of others are in this process: no core of it is ever written, and nobody but root may look into
@@ -79,7 +87,7 @@ sigset_t block_signals()
 {
     const sigset_t signals = stop_signals();
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    ::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(::signal(SIGPIPE, SIG_IGN));  // fails only for a number that is no signal
     return signals;
 }
 
@@ -146,11 +154,9 @@ int main(int argc, char** argv)
         } else if (std::strcmp(argument, "--check") == 0) {
             check = true;
         } else if (std::strcmp(argument, "--help") == 0) {
-            std::fputs(kUsage, stdout);
-            return 0;
+            return print(kUsage);
         } else if (std::strcmp(argument, "--version") == 0) {
-            std::fputs("velorin-maild " VELORIN_VERSION "\n", stdout);
-            return 0;
+            return print("velorin-maild " VELORIN_VERSION "\n");
         } else {
             std::fputs(kUsage, stderr);
             return kExitUsage;

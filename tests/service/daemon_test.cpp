@@ -174,6 +174,12 @@ TEST_F(Daemon, RefusesSettingsItDoesNotKnow)
     ChildProcess help({VELORIN_MAILD, "--help"}, environment());
     EXPECT_EQ(0, help.wait_for_end(kSoon));
     EXPECT_NE(std::string::npos, help.output().find("usage: velorin-maild"));
+    for (const char* const option : {"--help", "--version"}) {
+        ChildProcess unheard({"/bin/sh", "-c", "exec \"$0\" \"$@\" > /dev/full", VELORIN_MAILD, option},
+                             environment());
+        EXPECT_EQ(74, unheard.wait_for_end(kSoon)) << option;
+        EXPECT_EQ(unheard.output(), "velorin-maild: standard output cannot be written\n");
+    }
 }
 
 TEST_F(Daemon, SaysSoWhenItCannotHaveItsFolder)
