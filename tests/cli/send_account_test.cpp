@@ -118,6 +118,12 @@ TEST(CliCheck, SaysWhetherTheAccountWorks)
     const CliResult open = run_cli(account);
     EXPECT_EQ(0, open.exit_code) << open.err;
     EXPECT_EQ("127.0.0.1 port " + std::to_string(server.port()) + ": the connection works\n", open.out);
+    std::vector<std::string> unheard = {"-c", "exec \"$0\" \"$@\" > /dev/full", VELORIN_MAIL_PROGRAM};
+    unheard.insert(unheard.end(), account.begin(), account.end());
+    const CliResult full = CliProcess("/bin/sh", unheard).wait(30000);
+    EXPECT_EQ(74, full.exit_code);
+    EXPECT_NE(std::string::npos, full.sentence().find("the result cannot be written to standard output"))
+        << full.err;
     std::vector<std::string> login = account;
     login.insert(login.end(), {"--user", "me", "--password-file", folder.write("right", "right"), "--json"});
     const CliResult good = run_cli(login);

@@ -27,6 +27,13 @@ bool check(const Options& options, Account& account, Failure& failure)
     return false;
 }
 
+bool print_verdict(const Account& account)
+{
+    return std::printf("%s: %s\n", printable(server_text(account)).c_str(),
+                       needs_password(account) ? "connection and login work" : "the connection works") >= 0 &&
+           std::fflush(stdout) == 0;
+}
+
 }  // namespace
 
 int run_check(const Options& options)
@@ -36,12 +43,10 @@ int run_check(const Options& options)
     Progress clock(false);
     Account account;
     Failure failure;
-    const bool works = check(options, account, failure);
+    bool works = check(options, account, failure);
     outcome.seconds = clock.seconds();
-    if (works && !options.json && !options.quiet) {
-        std::printf("%s: %s\n", printable(server_text(account)).c_str(),
-                    needs_password(account) ? "connection and login work" : "the connection works");
-    }
+    if (works && !options.json && !options.quiet && !print_verdict(account))
+        works = fail(failure, kExitIo, "check", "the result cannot be written to standard output");
     return report(outcome, works ? nullptr : &failure, options.json);
 }
 
