@@ -12,6 +12,7 @@
 
 #include "envelope_arena.h"
 #include "ntc_email_export.h"
+#include "pool_block.h"
 #include "secret_text.h"
 #include "session_identity.h"
 #include "status.h"
@@ -35,26 +36,6 @@
 
 namespace velorin {
 
-// A block of the default memory pool.
-class PoolBlock {
-public:
-    PoolBlock() = default;
-    PoolBlock(const PoolBlock&) = delete;
-    PoolBlock& operator=(const PoolBlock&) = delete;
-    ~PoolBlock()
-    {
-        if (block_ != nullptr) emwOSWOrgFreeMemPart(kDefaultPool, block_);
-    }
-
-    std::uint32_t allocate(std::uint32_t size) { return emwOSWOrgAllocMemPart(kDefaultPool, &block_, size); }
-    void release() { block_ = nullptr; }  // the block stays allocated
-    char* octets() const { return static_cast<char*>(block_); }
-
-private:
-    static constexpr std::uint32_t kDefaultPool = 0;
-    void* block_ = nullptr;
-};
-
 // The octets of a request. Those of an account hold its passwords, so they do not stay behind in the heap.
 class RequestOctets {
 public:
@@ -63,7 +44,7 @@ public:
     RequestOctets& operator=(const RequestOctets&) = delete;
     ~RequestOctets()
     {
-        constexpr std::size_t kMostWithPassword = 64 * 1024;  // octets; a longer request carries a body
+        constexpr std::size_t kMostWithPassword = 64u << 10;  // octets; a longer request carries a body
         if (octets.size() > kMostWithPassword) return;
         wipe_octets(&octets[0], octets.size());
     }

@@ -16,10 +16,10 @@
 
 #include "CutlCPLBOSBoundary.h"
 #include "emwCLB.h"
-#include "emwOSW.h"
 
 #include "CntsMLUTLMailException.h"
 #include "heap_block.h"
+#include "pool_block.h"
 #include "trace.h"
 #include "wire_text.h"
 
@@ -312,22 +312,13 @@ private:
 //   result  false when memory runs out
 bool append_upper(std::string& text, const char* part)
 {
-    constexpr std::uint32_t kDefaultPool = 0;
-    const std::size_t length = std::strlen(part);
-    void* block = nullptr;
-    if (emwOSWSubAllocMem(&block, static_cast<std::uint32_t>(length + 1)) != 0 || block == nullptr)
+    const std::size_t size = std::strlen(part) + 1;
+    PoolBlock copy;
+    if (copy.allocate_from_sub_pool(static_cast<std::uint32_t>(size)) != 0 || copy.octets() == nullptr)
         return false;
-    char* const copy = static_cast<char*>(block);
-    std::memset(copy, 0, length + 1);
-    std::memcpy(copy, part, length);
-    emwCLBConvertUpper(copy);
-    try {
-        text += copy;
-    } catch (...) {
-        emwOSWOrgFreeMemPart(kDefaultPool, block);
-        throw;
-    }
-    emwOSWOrgFreeMemPart(kDefaultPool, block);
+    std::memcpy(copy.octets(), part, size);
+    emwCLBConvertUpper(copy.octets());
+    text += copy.octets();
     return true;
 }
 

@@ -1,6 +1,7 @@
 // Where addresses are wider than the 32 bits of a session's number, two addresses may have the same low half.
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -149,6 +150,26 @@ TYPED_TEST(SessionIdentity, MemoryThatRunsOutWhileEvadingGivesNullAndKeepsNothin
     EXPECT_EQ(second, nullptr);
     EXPECT_EQ(pages.served(), 3u);
     EXPECT_EQ(pages.live(), 1u);
+}
+
+// A port's own communicator, which is not made after all.
+template <typename Communicator>
+class Unmade : public Communicator {
+public:
+    Unmade() { throw std::bad_alloc(); }
+};
+
+TYPED_TEST(SessionIdentity, ACommunicatorThatCannotBeMadeGivesItsMemoryAndItsNumberBack)
+{
+    FarPages pages;
+    EXPECT_THROW(static_cast<void>(new (std::nothrow) Unmade<TypeParam>), std::bad_alloc);
+    EXPECT_EQ(pages.served(), 1u);
+    EXPECT_EQ(pages.live(), 0u);
+    EXPECT_THROW(static_cast<void>(new Unmade<TypeParam>), std::bad_alloc);
+    EXPECT_EQ(pages.served(), 2u);
+    EXPECT_EQ(pages.live(), 0u);
+    const std::unique_ptr<TypeParam> made(new (std::nothrow) TypeParam);
+    EXPECT_EQ(pages.served(), 3u) << "no live one has the number";
 }
 
 TEST(SessionIdentityOfSessions, TwoLiveSessionsNeverShareANumber)
