@@ -79,6 +79,14 @@ const char* set(DaemonConfig& config, const std::string& key, const std::string&
     return "is no key";
 }
 
+// Says what is wrong in which line.
+//   result  false always
+bool refuse(const std::string& path, int number, const std::string& what, std::string& error)
+{
+    error = path + ":" + std::to_string(number) + ": " + what + ".";
+    return false;
+}
+
 }  // namespace
 
 bool parse_config(const std::string& text, const std::string& path, DaemonConfig& config, std::string& error)
@@ -88,17 +96,11 @@ bool parse_config(const std::string& text, const std::string& path, DaemonConfig
     for (int number = 1; std::getline(lines, line); ++number) {
         const std::string content = trimmed(line.substr(0, line.find('#')));
         if (content.empty()) continue;
-        const std::string place = path + ":" + std::to_string(number) + ": ";
         const std::size_t equals = content.find('=');
-        if (equals == std::string::npos) {
-            error = place + "not of the form key = value.";
-            return false;
-        }
+        if (equals == std::string::npos) return refuse(path, number, "not of the form key = value", error);
         const std::string key = trimmed(content.substr(0, equals));
-        if (const char* const wrong = set(config, key, trimmed(content.substr(equals + 1)))) {
-            error = place + "\"" + key + "\" " + wrong + ".";
-            return false;
-        }
+        if (const char* const wrong = set(config, key, trimmed(content.substr(equals + 1))))
+            return refuse(path, number, "\"" + key + "\" " + wrong, error);
     }
     return true;
 }

@@ -23,13 +23,13 @@ namespace {
 
 // Every full piece of this size gets a deadline of its own, so that a large slice may take its time on a slow
 // line while a server that takes an octet a second does not.
-constexpr std::size_t kSendPiece = 64 * 1024;
+constexpr std::size_t kSendPiece = 64u << 10;
 
 // A server that has answered within this time is looked for that long, giving way to whoever wants the
 // processor, before the thread sleeps: being woken takes about as long.
 constexpr auto kMoment = std::chrono::microseconds(100);
 
-constexpr long kReceivePiece = 64 * 1024;  // octets that libcurl takes from the socket at once
+constexpr long kReceivePiece = 64L << 10;  // octets that libcurl takes from the socket at once
 
 std::size_t on_server_octets(char* octets, std::size_t size, std::size_t count, void* replies)
 {

@@ -20,7 +20,7 @@ inline int milliseconds_left(Deadline deadline)
     const auto left = deadline - Clock::now();
     if (left <= Clock::duration::zero()) return 0;
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(left).count() + 1;
-    return static_cast<int>(std::min<std::int64_t>(milliseconds, 1000 * 1000));
+    return static_cast<int>(std::min<std::int64_t>(milliseconds, 1000000));
 }
 
 }  // namespace velorin::service

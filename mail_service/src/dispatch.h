@@ -19,9 +19,9 @@ namespace velorin::service {
 template <typename Envelope>
 struct OperationRow {
     decltype(Envelope().method_type()) method;
-    const char* name;  // for the log
     bool frequent;     // comes by the thousand: logged when it fails only
     bool closing;      // served while the service shuts down
+    const char* name;  // for the log
     bool (*requested)(const Envelope&);
     // Puts into the reply what belongs there whatever becomes of the operation; null: nothing.
     void (*prepare)(const Envelope& request, Envelope& reply, std::uint32_t capacity);

@@ -16,7 +16,7 @@ namespace velorin::service {
 // header: it is the first line of the body, without a blank line before it.
 class HeaderBlock {
 public:
-    static constexpr std::size_t kMaxOctets = 100 * 1024;
+    static constexpr std::size_t kMaxOctets = 100u << 10;
     static constexpr std::size_t kEndless = 16u << 20;  // no header any more: taken for the body
 
     enum class Taken { yes, blank_line, not_header };  // blank_line: taken, too

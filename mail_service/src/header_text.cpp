@@ -281,13 +281,11 @@ std::size_t end_of_entry(std::string_view text, std::size_t at)
             walk.step();
         } else if (octet == '"' && comments == 0) {
             quoted = !quoted;
-        } else if (quoted) {
-            continue;
-        } else if (octet == '(') {
+        } else if (octet == '(' && !quoted) {
             ++comments;
         } else if (octet == ')' && comments > 0) {
             --comments;
-        } else if (comments > 0) {
+        } else if (quoted || comments > 0) {
             continue;
         } else if (octet == '<') {
             angle = true;
@@ -353,7 +351,7 @@ std::string decoded_entry(std::string_view entry, Type::eCharSet own)
     if (angle == entry.size()) return decoded_text(entry, own);
     bool quotes = false;
     const std::string name = decoded_text(trimmed(without_quotes(entry.substr(0, angle), quotes)), own);
-    const std::string address = guessed_utf8(entry.substr(angle), own);
+    std::string address = guessed_utf8(entry.substr(angle), own);
     if (name.empty()) return address;
     if (name.find_first_of("()<>@,;:\\\"") != std::string::npos) quotes = true;
     return (quotes ? with_quotes(name) : name) + " " + address;

@@ -49,7 +49,7 @@ std::string sender_of(const CntsMLUTLMailAddress& field)
     if (!has_text(field)) return {};
     std::string first;
     for (const std::string& entry : entries_of(field, 16)) {
-        const std::string address = bare(entry.c_str());
+        std::string address = bare(entry.c_str());
         if (address.find('@') != std::string::npos) return address;
         if (first.empty()) first = address;
     }

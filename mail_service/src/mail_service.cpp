@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <thread>
 #include <utility>
 
@@ -183,8 +182,7 @@ bool MailService::answer_diagnosis(const velorin_channel::Caller& caller, char* 
     try {
         const std::string line = last_replies_.line_of(client_of(caller));
         if (line.size() > capacity) return false;
-        std::memcpy(answer, line.data(), line.size());
-        answer_length = static_cast<std::uint32_t>(line.size());
+        answer_length = static_cast<std::uint32_t>(line.copy(answer, line.size()));
         return true;
     } catch (...) {
         return false;

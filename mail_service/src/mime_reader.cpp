@@ -6,7 +6,7 @@ namespace velorin::service {
 namespace {
 
 // More text than this before the first boundary line is a body, not a hint to old mail programs.
-constexpr std::size_t kMaxPreamble = 64 * 1024;
+constexpr std::size_t kMaxPreamble = 64u << 10;
 
 // The size of a listing is what its server makes of RFC 1939: where line ends count as one octet, and the dots
 // in front of lines not at all, up to twice as much comes. Where it is an estimate, or none, there is this.

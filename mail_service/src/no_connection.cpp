@@ -25,7 +25,7 @@ public:
     const SmtpCapabilities& capabilities() const override { return none_; }
 
 private:
-    const SmtpCapabilities none_;
+    const SmtpCapabilities none_ = {};
 };
 
 }  // namespace

@@ -6,7 +6,7 @@
 namespace velorin::service {
 namespace {
 
-constexpr std::size_t kWholeLines = 6 * 1024;  // a piece at least this long may end at the end of a line
+constexpr std::size_t kWholeLines = 6u << 10;  // a piece at least this long may end at the end of a line
 constexpr char kEscape = '\x1B';
 
 std::uint8_t flag(bool set)

@@ -10,7 +10,7 @@
 namespace velorin::service {
 namespace {
 
-constexpr std::size_t kInCapacity = 64 * 1024;
+constexpr std::size_t kInCapacity = 64u << 10;
 constexpr std::size_t kMaxStatus = 2048;  // octets; RFC 2449 has 512
 
 bool begins(std::string_view text, std::string_view start)

@@ -188,9 +188,9 @@ template <auto Has, auto Request, auto Answer, auto Run>
 constexpr OperationRow<Envelope> operation(NTC_EMAIL_ESU_POP3_METHOD method, const char* name, Log log)
 {
     return {method,
-            name,
             log == Log::failures,
             method == NTC_EMAIL_ESU_POP3_METHOD_DESTROY_INSTANCE,
+            name,
             [](const Envelope& envelope) { return (envelope.*Has)(); },
             nullptr,
             [](MailService& service, const Caller& caller, Envelope& request, Envelope& reply,
@@ -216,7 +216,7 @@ constexpr OperationRow<Envelope> with_list(OperationRow<Envelope> row)
 
 #define NTC_SERVICE_OPERATION(METHOD, method, run, log)                                                      \
     operation<&Envelope::has_##method##_req, &Envelope::mutable_##method##_req,                              \
-              &Envelope::mutable_##method##_res, &run>(NTC_EMAIL_ESU_POP3_METHOD_##METHOD, #method, log)
+              &Envelope::mutable_##method##_res, &(run)>(NTC_EMAIL_ESU_POP3_METHOD_##METHOD, #method, log)
 #define NTC_SERVICE_WITH_LIST(method, row)                                                                   \
     with_list<&Envelope::method##_req, &Envelope::mutable_##method##_res>(row)
 

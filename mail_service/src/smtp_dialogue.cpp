@@ -8,8 +8,8 @@
 namespace velorin::service {
 namespace {
 
-constexpr std::size_t kOutCapacity = 64 * 1024;
-constexpr std::size_t kDirect = 16 * 1024;  // a run this long is sent from where it stands
+constexpr std::size_t kOutCapacity = 64u << 10;
+constexpr std::size_t kDirect = 16u << 10;  // a run this long is sent from where it stands
 constexpr std::size_t kInCapacity = 4096;
 constexpr std::size_t kGroup =
     32;  // recipients that are on their way at once: their replies fit any socket buffer

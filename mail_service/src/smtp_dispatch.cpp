@@ -104,9 +104,9 @@ template <auto Has, auto Request, auto Result, auto Run>
 constexpr OperationRow<Envelope> operation(NTC_EMAIL_ESU_SMTP_METHOD method, const char* name, Log log)
 {
     return {method,
-            name,
             log == Log::failures,
             method == NTC_EMAIL_ESU_SMTP_METHOD_DESTROY_INSTANCE,
+            name,
             [](const Envelope& envelope) { return (envelope.*Has)(); },
             nullptr,
             [](MailService& service, const Caller& caller, Envelope& envelope, Envelope&, std::uint32_t) {
@@ -119,7 +119,7 @@ constexpr OperationRow<Envelope> operation(NTC_EMAIL_ESU_SMTP_METHOD method, con
 
 #define NTC_SERVICE_OPERATION(METHOD, method, run, log)                                                      \
     operation<&Envelope::has_##method##_req, &Envelope::mutable_##method##_req,                              \
-              &Envelope::mutable_##method##_res, &run>(NTC_EMAIL_ESU_SMTP_METHOD_##METHOD, #method, log)
+              &Envelope::mutable_##method##_res, &(run)>(NTC_EMAIL_ESU_SMTP_METHOD_##METHOD, #method, log)
 
 struct SmtpProtocol {
     using Envelope = ntc_email_esu_smtp_method;

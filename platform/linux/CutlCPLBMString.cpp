@@ -33,7 +33,7 @@ char* new_text(long capacity)
     return capacity == 0 ? const_cast<char*>(&kEmptyText) : new char[static_cast<std::size_t>(capacity) + 1];
 }
 
-void free_text(char* text)
+void free_text(const char* text)
 {
     if (text != &kEmptyText) delete[] text;
 }
@@ -172,7 +172,7 @@ void CutlCPLBMString::append(const char* text, long count)
         const long doubled = capacity_ > kMaxLength / 2 ? kMaxLength : capacity_ * 2;
         const long room = std::max({total, doubled, kLeastRoom});
         char* const grown = new_text(room);
-        copy_octets(grown, text_, length_);
+        if (text_ != nullptr) copy_octets(grown, text_, length_);
         copy_octets(grown + length_, text, count);  // before the old block goes: `text` may lie in it
         take(grown, room);
     } else if (count > 0) {

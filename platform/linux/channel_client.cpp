@@ -303,9 +303,11 @@ std::uint32_t emwGENPacketClntInit(const char* endpoint, std::uint32_t* handle)
     }
 }
 
+// NOLINTBEGIN(readability-non-const-parameter): the length is written by what is called
 std::uint32_t emwGENPacketClntCall(std::uint32_t handle, const void* request, std::uint32_t request_length,
                                    void* buffer, std::uint32_t buffer_size, std::uint32_t* received_length,
                                    std::int32_t timeout)
+// NOLINTEND(readability-non-const-parameter)
 {
     if (received_length == nullptr) return kBadArgument;
     if ((request == nullptr && request_length > 0) || (buffer == nullptr && buffer_size > 0))

@@ -183,7 +183,7 @@ bool Connection::grow(std::size_t wanted)
 void Connection::wipe_request()
 {
     constexpr std::size_t kMostWithPassword =
-        64 * 1024;  // octets; a longer request carries a body, not an account
+        64u << 10;  // octets; a longer request carries a body, not an account
     if (block_.data() == nullptr && buffers_ == nullptr) return;
     explicit_bzero(request_data(), std::min(received_, kMostWithPassword));
 }

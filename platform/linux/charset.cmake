@@ -12,6 +12,7 @@ add_custom_command(
     DEPENDS "${CMAKE_CURRENT_LIST_DIR}/generate_charset_tables.py"
     COMMENT "Generating the tables of the character-code converter"
     VERBATIM)
+add_custom_target(velorin_charset_tables DEPENDS "${velorin_charset_dir}/charset_tables.inc")
 
 target_sources(velorin_platform PRIVATE
     "${CMAKE_CURRENT_LIST_DIR}/utl_lib_convert.cpp"

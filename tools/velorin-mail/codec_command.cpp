@@ -23,7 +23,7 @@ namespace {
 
 using Type = CntsMLUTLMailType;
 
-constexpr std::size_t kMaxText = 16 * 1024 * 1024;  // octets of a text that is converted as a whole
+constexpr std::size_t kMaxText = 16u << 20;  // octets of a text that is converted as a whole
 
 bool write_octets(const char* octets, std::size_t length)
 {

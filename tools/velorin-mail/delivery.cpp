@@ -15,7 +15,7 @@ namespace velorin::cli {
 
 namespace {
 
-constexpr std::size_t kTextPiece = 64 * 1024;
+constexpr std::size_t kTextPiece = 64u << 10;
 
 constexpr const char* kTextStep = "text";
 constexpr const char* kAttachmentStep = "attachment";
@@ -132,7 +132,7 @@ bool Delivery::send_plain(MailText& text)
         if ((take > prefix || is_end) && !send_octets(&window[prefix], take - prefix, is_end, kTextStep))
             return false;
         const std::string escape = escape_of_mode(mode);
-        window = escape + window.substr(take);
+        window.replace(0, take, escape);
         prefix = escape.size();
     }
     return true;

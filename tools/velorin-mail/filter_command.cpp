@@ -17,7 +17,7 @@ namespace velorin::cli {
 namespace {
 
 constexpr const char* kStep = "filter";
-constexpr std::size_t kMaxInput = 16 * 1024 * 1024;  // octets
+constexpr std::size_t kMaxInput = 16u << 20;  // octets
 
 bool read_rule(const Options& options, DomainRule& rule, Failure& failure)
 {

@@ -33,7 +33,7 @@ bool read_number(const std::string& digits, int low, int high, int& number)
 {
     if (digits.empty() || digits.size() > 4 || digits.find_first_not_of("0123456789") != std::string::npos)
         return false;
-    number = std::atoi(digits.c_str());
+    number = static_cast<int>(std::strtol(digits.c_str(), nullptr, 10));
     return number >= low && number <= high;
 }
 

@@ -156,7 +156,7 @@ std::string MailStore::take_name(const std::string& wanted)
     unsigned& number = numbers_[wanted];
     for (;;) {
         ++number;
-        const std::string name = number == 1 ? wanted : numbered_mail(wanted, number);
+        std::string name = number == 1 ? wanted : numbered_mail(wanted, number);
         struct stat facts = {};
         const bool there = ::fstatat(folder_.get(), name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
         if (!there && taken_.insert(name).second) return name;

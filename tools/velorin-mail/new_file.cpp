@@ -10,7 +10,7 @@ namespace velorin::cli {
 
 namespace {
 
-constexpr std::size_t kBuffer = 128 * 1024;  // octets; more is no faster
+constexpr std::size_t kBuffer = 128u << 10;  // octets; more is no faster
 
 }  // namespace
 

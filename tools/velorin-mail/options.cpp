@@ -260,7 +260,7 @@ std::string unknown_options(const std::vector<std::string>& arguments, const CLI
 {
     for (const std::string& argument : arguments) {
         if (argument.size() < 2 || argument[0] != '-') continue;
-        const std::string name = argument.substr(0, argument.find('='));
+        std::string name = argument.substr(0, argument.find('='));
         if (name.compare(0, 2, "--") != 0) continue;
         if (app.get_option_no_throw(name) == nullptr) return name;
     }

@@ -72,7 +72,7 @@ bool read_from_command(const std::string& command, Secret& password, Failure& fa
         return fail(failure, kExitSystem, kStep,
                     std::string("cannot run the password command: ") + std::strerror(errno));
     if (child == 0) {
-        ::signal(SIGPIPE, SIG_DFL);  // an ignored signal would stay ignored behind exec
+        static_cast<void>(::signal(SIGPIPE, SIG_DFL));  // an ignored signal would stay ignored behind exec
         const int nothing = ::open("/dev/null", O_RDONLY);
         if (nothing < 0 || ::dup2(nothing, STDIN_FILENO) < 0 || ::dup2(writing.get(), STDOUT_FILENO) < 0)
             ::_exit(126);

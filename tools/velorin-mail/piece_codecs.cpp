@@ -13,7 +13,7 @@ namespace {
 
 using Utility = CntsMLUTLMimeUtility;
 
-constexpr std::size_t kPiece = 64 * 1024;  // octets read at once
+constexpr std::size_t kPiece = 64u << 10;  // octets read at once
 constexpr int kBase64Line = 76;            // characters (RFC 2045, section 6.8)
 constexpr std::size_t kBase64Octets = 57;  // octets of a line
 constexpr int kLastColumn = 73;            // of a quoted-printable line: an escape and "=" still fit into 76

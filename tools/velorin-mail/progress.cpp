@@ -74,7 +74,6 @@ void Progress::draw(std::chrono::steady_clock::time_point now)
     // A line that goes on in a second one cannot be written anew.
     const std::size_t columns = std::max<std::size_t>(terminal_width(STDERR_FILENO), 1);
     std::fprintf(stderr, "\r\033[K%s", cut_to_width(line, columns - 1).c_str());
-    std::fflush(stderr);
     drawn_ = true;
 }
 

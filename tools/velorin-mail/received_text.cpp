@@ -11,7 +11,7 @@ namespace {
 
 using Type = CntsMLUTLMailType;
 
-constexpr std::size_t kPiece = 256 * 1024;  // octets read at once
+constexpr std::size_t kPiece = 256u << 10;  // octets read at once
 constexpr std::size_t kUtf8PerOctet = 4;    // octets that one octet of any set becomes at most
 
 enum class Coding { kUtf8, kSingleOctets, kMultibyte, kUnknown };

@@ -10,7 +10,7 @@ namespace velorin::cli {
 // A password: its octets stand in one block that never moves and is overwritten before it is given back.
 class Secret {
 public:
-    static constexpr std::size_t kCapacity = 16 * 1024;  // an access token may have some thousand octets
+    static constexpr std::size_t kCapacity = 16u << 10;  // an access token may have some thousand octets
 
     Secret();
     ~Secret();

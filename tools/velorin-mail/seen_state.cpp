@@ -22,7 +22,7 @@ namespace {
 
 constexpr const char* kStep = "list of fetched mails";
 constexpr std::int64_t kForgetAfter =
-    30 * 24 * 3600;                           // seconds; a server may lose sight of a mail for a while
+    std::int64_t{30} * 24 * 3600;             // seconds; a server may lose sight of a mail for a while
 constexpr std::size_t kMaxFile = 512u << 20;  // octets; more is no such list
 
 bool fail_with_file(Failure& failure, int exit_code, const std::string& file, const std::string& sentence)

@@ -52,7 +52,7 @@ const SettingRow kSettingRows[] = {
 namespace {
 
 constexpr const char* kStep = "configuration";
-constexpr std::size_t kMaxConfig = 1024 * 1024;  // octets; more is not a configuration file
+constexpr std::size_t kMaxConfig = 1u << 20;  // octets; more is not a configuration file
 
 std::string trimmed(const std::string& text)
 {
@@ -133,6 +133,12 @@ const SettingRow* find_setting(const std::string& name)
     return nullptr;
 }
 
+bool fail_in_line(Failure& failure, const std::string& path, std::size_t number, const std::string& wrong)
+{
+    return fail(failure, kExitConfig, kStep,
+                path + ", line " + std::to_string(number) + ": the line " + wrong);
+}
+
 bool parse_config(const std::string& path, const std::string& text, Settings& settings, Failure& failure)
 {
     Settings found;
@@ -145,9 +151,7 @@ bool parse_config(const std::string& path, const std::string& text, Settings& se
         ++number;
         if (line.empty() || line[0] == '#') continue;
         std::string wrong;
-        if (!parse_line(line, found, wrong))
-            return fail(failure, kExitConfig, kStep,
-                        path + ", line " + std::to_string(number) + ": the line " + wrong);
+        if (!parse_line(line, found, wrong)) return fail_in_line(failure, path, number, wrong);
     }
     settings = std::move(found);
     return true;

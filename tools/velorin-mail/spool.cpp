@@ -73,7 +73,7 @@ bool Spool::read(char* buffer, std::size_t capacity, std::size_t& count)
 
 bool read_all(OctetSource& source, std::size_t limit, std::string& octets)
 {
-    constexpr std::size_t kPiece = 64 * 1024;
+    constexpr std::size_t kPiece = 64u << 10;
     octets.clear();
     for (std::size_t count = kPiece; count == kPiece;) {
         const std::size_t kept = octets.size();

@@ -23,7 +23,7 @@ public:
 // goes to a file without a name in $TMPDIR, so that memory stays flat. Never visible to anybody else.
 class Spool : public OctetSource {
 public:
-    static constexpr std::size_t kInMemory = 1024 * 1024;  // octets
+    static constexpr std::size_t kInMemory = 1u << 20;  // octets
 
     Spool();
     ~Spool() override;

@@ -14,7 +14,7 @@ namespace velorin::cli {
 namespace {
 
 constexpr const char* kStep = "text";
-constexpr std::size_t kPiece = 32 * 1024;  // octets read at once
+constexpr std::size_t kPiece = 32u << 10;  // octets read at once
 constexpr std::size_t kMaxLine = 998;      // octets without CR LF (RFC 5322, section 2.1.1)
 
 // What is known of the octets that went out: whether 7bit can carry them.

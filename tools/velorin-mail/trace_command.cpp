@@ -13,7 +13,8 @@ namespace {
 constexpr const char* kStep = "trace";
 
 struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    // Files that are only read from: nothing is lost when that fails.
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 
 bool trace(const Options& options, Failure& failure)

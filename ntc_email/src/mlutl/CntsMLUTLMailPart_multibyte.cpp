@@ -150,24 +150,13 @@ bool is_sjis_lead(unsigned char octet)
     return (octet >= 0x81 && octet <= 0x9F) || (octet >= 0xE0 && octet <= 0xFC);
 }
 
-bool is_sjis_trail(unsigned char octet)
-{
-    return (octet >= 0x40 && octet <= 0x7E) || (octet >= 0x80 && octet <= 0xFC);
-}
-
 void adjust_sjis(const char* text, long& cut_at, bool may_take_all)
 {
     bool is_lead = false;
     long position = 0;
     for (; position < cut_at && text[position] != '\0'; ++position) {
         const unsigned char octet = static_cast<unsigned char>(text[position]);
-        if (is_lead && is_sjis_trail(octet)) {
-            is_lead = false;
-        } else if (is_lead) {
-            is_lead = false;
-        } else {
-            is_lead = is_sjis_lead(octet);
-        }
+        is_lead = !is_lead && is_sjis_lead(octet);  // behind a lead octet anything ends the character
     }
     const bool is_whole = position < cut_at;
     if (is_lead && (!is_whole || !may_take_all)) --cut_at;

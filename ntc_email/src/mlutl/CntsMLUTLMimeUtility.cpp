@@ -233,7 +233,7 @@ int CntsMLUTLMimeUtility::ToB64(const void* in, long len, char*& out, long& outL
     outLen = 0;
     HeapBlock encoded;
     try {
-        const long line = lineLen / 4 * 4;
+        const long line = lineLen / 4 * 4L;
         const long total = base64_length(len, line);
         const std::size_t size = grown_size(total, 0);
         encoded.data = size != 0 ? static_cast<char*>(CutlCPLBOSBoundary::MemAllocate(size)) : nullptr;

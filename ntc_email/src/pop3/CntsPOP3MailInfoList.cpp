@@ -78,7 +78,7 @@ int CntsPOP3MailInfoList::AddMailInfo(CntsPOP3MailInfo* info, int force)
         NTC_TRACE("<ERR> CntsPOP3MailInfoList::AddMailInfo() cannot add info.\n");
         return 0;
     }
-    owned.release();
+    static_cast<void>(owned.release());  // the list's from now on
     return 1;
 }
 

@@ -53,7 +53,7 @@ int CntsPOP3ReceiveMail::UpBoundaryLevel(const char* boundary)
         NTC_TRACE("<Error> CntsPOP3ReceiveMail::UpBoundaryLevel():[Return FALSE]NULL pointer\n");
         return 0;
     }
-    copy.release();
+    static_cast<void>(copy.release());  // the stack's from now on
     m_bIsBoundaryDetected = 0;
     ++m_nPartDepth;
     return 1;

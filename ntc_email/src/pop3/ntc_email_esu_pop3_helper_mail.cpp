@@ -63,7 +63,7 @@ bool get_boundaries(const ntc_email_esu_pop3_receive_mail& message, CntsPOP3Rece
         auto boundary = std::make_unique<CutlCPLBMString>();
         copy_text(*boundary, wire);
         if (stack.list->Add(stack.list->GetCount(), boundary.get()) == 0) return false;
-        boundary.release();
+        static_cast<void>(boundary.release());  // the stack's from now on
     }
     mail.SetBoundaryStringList(stack.list.release());
     return true;
@@ -158,6 +158,7 @@ std::uint32_t ntc_email_esu_pop3_helper::convert_pop3_receive_mail(const CntsPOP
 {
     const char* const converter = __func__;
     {
+        // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): a copy that fails is traced
         const CntsMLUTLMailPart copy(mail);
         if (ntc_email_esu_mlutl_helper::convert_mlutl_mail_part(copy, *message.mutable_my_part()) !=
             0) {  // 1, always

@@ -112,7 +112,8 @@ void CntsSMTPSendMail::SetInReplyTo(const char* ids)
 
 void CntsSMTPSendMail::SetReferences(const CutlCPLBMString& ids)
 {
-    const CutlCPLBMString text(ids);  // a copy: the argument may be the member
+    // A copy, since the argument may be the member.
+    const CutlCPLBMString text(ids);  // NOLINT(performance-unnecessary-copy-initialization)
     m_cReferences.CopyString("", -1);
     if (!has_octets(text)) return;
     const char* const kept = kept_references(text_of(text));

@@ -99,6 +99,7 @@ std::uint32_t ntc_email_esu_smtp_helper::convert_smtp_settings(const ntc_email_e
 int ntc_email_esu_smtp_helper::convert_smtp_send_mail_part(const CntsSMTPSendMailPart& part,
                                                            ntc_email_esu_smtp_send_mail_part& message)
 {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): a copy that fails is traced
     const CntsMLUTLMailPart copy(part);
     if (ntc_email_esu_mlutl_helper::convert_mlutl_mail_part(copy, *message.mutable_p_part()) !=
         0) {  // 1, always
@@ -124,6 +125,7 @@ int ntc_email_esu_smtp_helper::convert_smtp_send_mail(const CntsSMTPSendMail& ma
 {
     const char* const converter = __func__;
     {
+        // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): a copy that fails is traced
         const CntsMLUTLMailPart copy(mail);
         if (ntc_email_esu_mlutl_helper::convert_mlutl_mail_part(copy, *message.mutable_my_part()) !=
             0) {  // 1, always
