@@ -127,6 +127,10 @@ def main():
         elif program not in there:
             report(program, "is missing among the programs of the target, and not named as such")
             failed += 1
+    for name in absent:
+        if "." not in name and name not in programs_of(host):
+            report(name, "is named as absent, and is no program of this machine")
+            failed += 1
     all_counts = [compare_entries(host, target, there)]
     for program in there:
         if program in absent:
