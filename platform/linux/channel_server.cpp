@@ -188,7 +188,7 @@ int ChannelServer::Impl::serve_request(ServedEndpoint& endpoint, const Caller& c
     if (progress == Connection::Progress::kWhole) {
         if (arrival != nullptr) arrival->end();
         // This thread may be long; when it came, there may have been too many to start another.
-        keep_one_accepting(endpoint);
+        if (endpoint.accepting == 0) keep_one_accepting(endpoint);
         return finish(std::move(connection));
     }
     if (progress == Connection::Progress::kWait && (arrival != nullptr || !connection->is_empty()))

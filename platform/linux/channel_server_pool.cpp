@@ -113,12 +113,12 @@ void ChannelServer::Impl::accept_loop(ServedEndpoint& endpoint, ThreadBuffers& b
             Arrival arrival(endpoint);
             --endpoint.accepting;
             note_busy(endpoint);
-            keep_one_accepting(endpoint);
+            if (endpoint.accepting == 0) keep_one_accepting(endpoint);
             note_call();
             serve(endpoint, descriptor, buffers, arrival);
             arrival.end();
             if (whole_count_ > 0) {
-                keep_one_accepting(endpoint);
+                if (endpoint.accepting == 0) keep_one_accepting(endpoint);
                 serve_whole(buffers, false);
             }
             ++endpoint.accepting;
@@ -133,7 +133,6 @@ void ChannelServer::Impl::accept_loop(ServedEndpoint& endpoint, ThreadBuffers& b
 
 void ChannelServer::Impl::keep_one_accepting(ServedEndpoint& endpoint)
 {
-    if (endpoint.accepting > 0) return;
     std::unique_lock<std::mutex> guard(lock_);
     // Of too many that wait for requests each is back soon, or comes here with the request.
     if (endpoint.accepting > 0 || endpoint.arriving > budget_.arriving || stopping_) return;
