@@ -194,13 +194,13 @@ def pop3_logins(state, log, user):
     return found
 
 
-def wait_for_logout(state, log, user):
-    """Until every session that was let in has been left: the log is written behind the session's back."""
+def wait_for_logout(state, log, user, sessions=1):
+    """Until that many sessions at least were let in, and all have been left: the log is written behind a session's back."""
     def all_left():
         lines = [line for line in log_lines(state, log) if f"user=<{user['login']}>" in line
                  or f"pop3({user['login']})" in line]
         return (sum("Info: Login:" in line for line in lines) ==
-                sum(f"pop3({user['login']})" in line and "Disconnected" in line for line in lines) > 0)
+                sum(f"pop3({user['login']})" in line and "Disconnected" in line for line in lines) >= sessions)
     assert runner.wait_until(all_left), f"no end of the sessions of {user['login']} in the log"
 
 

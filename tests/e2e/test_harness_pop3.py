@@ -88,8 +88,9 @@ class HarnessPop3(unittest.TestCase):
                     if tls == "starttls":
                         client.stls(self.context)
                     log = "dovecot_" + port.partition("_")[2]
+                    before = len(mailbox.pop3_logins(STATE, log, self.reader))
                     log_in(client, self.reader).quit()
-                    mailbox.wait_for_logout(STATE, log, self.reader)
+                    mailbox.wait_for_logout(STATE, log, self.reader, before + 1)
                     self.assertEqual(mailbox.pop3_logins(STATE, log, self.reader)[-1], (way, tls != "none"))
 
     def test_tls_is_required(self):

@@ -94,7 +94,7 @@ class Receive(programs.MailCase):
         with self.subTest(way, tls=tls):
             before = len(mailbox.pop3_logins(self.state, log, self.reader))
             self.assertEqual(self.list(*self.account(self.reader, port, *options, tls=tls)), [])
-            mailbox.wait_for_logout(self.state, log, self.reader)
+            mailbox.wait_for_logout(self.state, log, self.reader, before + 1)
             self.assertEqual(mailbox.pop3_logins(self.state, log, self.reader)[before:], [(way, tls != "none")])
 
     def test_ways_to_log_in(self):
